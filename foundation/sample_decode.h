@@ -1,0 +1,30 @@
+#pragma once
+// Bulk decoding of SEG-Y sample words into floats: the hot path of every
+// reader.
+
+#include <cstddef>
+
+namespace Tolmar {
+
+enum class SampleCoding { ibm32, ieee32, int32, int16, int8 };
+
+// Bytes per sample of a coding.
+std::size_t sample_bytes(SampleCoding coding);
+
+// The coding of a SEG-Y format code: 1 and 5 are floats (IBM when ibmFloat,
+// IEEE otherwise; the code alone never selects), 2 int32, 3 int16, 8 int8.
+// Answers false for any other code.
+bool sample_coding_for_format(int format, bool ibmFloat, SampleCoding& coding);
+
+// Decodes n packed samples stored in the given byte order. `in` need not be
+// aligned; out may not overlap it.
+void decode_samples(void const* in, float* out, std::size_t n, SampleCoding coding, bool littleEndian);
+
+// Lowers lo and raises hi to the smallest and largest of the n values; NaNs
+// are passed over.
+void update_min_max(float const* values, std::size_t n, float& lo, float& hi);
+
+// Clamps every value into [lo, hi].
+void clamp_samples(float* values, std::size_t n, float lo, float hi);
+
+} // namespace Tolmar

@@ -1,0 +1,95 @@
+#include "segy_test_util.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sys/wait.h>
+
+namespace tolmar_test {
+
+ScratchDir::ScratchDir()
+{
+    static std::mt19937_64 rng(std::random_device{}());
+    auto const base = std::filesystem::temp_directory_path();
+    do {
+        dir_ = (base / ("tolmar_test_" + std::to_string(rng()))).string();
+    } while (std::filesystem::exists(dir_));
+    std::filesystem::create_directories(dir_);
+}
+
+ScratchDir::~ScratchDir()
+{
+    std::error_code ec;
+    std::filesystem::remove_all(dir_, ec);
+}
+
+std::vector<std::pair<int, int>> Survey::order() const
+{
+    std::vector<std::pair<int, int>> out;
+    int const outer = crosslineSorted ? crosslines : inlines;
+    int const inner = crosslineSorted ? inlines : crosslines;
+    for (int a = 0; a < outer; ++a)
+        for (int b = 0; b < inner; ++b) {
+            int const i = crosslineSorted ? b : a, j = crosslineSorted ? a : b;
+            out.emplace_back(inlineStart + i * inlineStep, crosslineStart + j * crosslineStep);
+        }
+    return out;
+}
+
+std::vector<Tolmar::SEGYwriter::Word> surveyWords(Survey const& s, int il, int xl)
+{
+    auto const& l = s.layout;
+    double const mul = s.scaler < 0 ? -s.scaler : s.scaler == 0 ? 1 : 1.0 / s.scaler;
+    return {{l.positions[SEGYreader::SlotInline], l.types[SEGYreader::SlotInline], double(il)},
+            {l.positions[SEGYreader::SlotCrossline], l.types[SEGYreader::SlotCrossline], double(xl)},
+            {l.positions[SEGYreader::SlotScaler], SEGYreader::Integer16, double(s.scaler)},
+            {l.positions[SEGYreader::SlotX], l.types[SEGYreader::SlotX], s.x(il, xl) * mul},
+            {l.positions[SEGYreader::SlotY], l.types[SEGYreader::SlotY], s.y(il, xl) * mul},
+            {l.positions[SEGYreader::SlotZ], l.types[SEGYreader::SlotZ], double(s.delay)}};
+}
+
+bool writeSurvey(std::string const& path, Survey const& s)
+{
+    Tolmar::SEGYwriter w;
+    w.setFormat(s.format);
+    w.setIbmFloat(s.ibm);
+    w.setLittleEndian(s.littleEndian);
+    w.setSampleCount(s.samples);
+    w.setSampleInterval(s.intervalUs);
+    w.setTextHeader({"C 1 TOLMAR TEST SURVEY"});
+    EXPECT_TRUE(w.open(path)) << w.error();
+    std::vector<float> samples(s.samples);
+    for (auto [il, xl] : s.order()) {
+        for (int k = 0; k < s.samples; ++k) samples[k] = s.amplitude(il, xl, k);
+        EXPECT_TRUE(w.writeTrace(surveyWords(s, il, xl), samples)) << w.error();
+    }
+    bool const ok = w.close();
+    EXPECT_TRUE(ok) << w.error();
+    return ok;
+}
+
+Header readHeader(ReaderHarness& r, std::istream& s, Layout const& l)
+{
+    Header h;
+    r.readTraceHeader(&s, l.types, l.positions, &h.tsn, &h.sp, &h.inl, &h.crl, &h.x, &h.y, &h.z, &h.depth, &h.ns);
+    return h;
+}
+
+int runOracle(std::string const& script, std::vector<std::string> const& args)
+{
+    std::string cmd = std::string(TOLMAR_PYTHON) + " " + TOLMAR_ORACLE_DIR + "/" + script;
+    for (auto const& a : args) cmd += " '" + a + "'";
+    int const rc = std::system(cmd.c_str());
+    return WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+}
+
+std::vector<char> readFile(std::string const& path)
+{
+    std::ifstream f(path, std::ios::binary);
+    return std::vector<char>((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
+}
+
+} // namespace tolmar_test

@@ -1,0 +1,96 @@
+#pragma once
+// Shared helpers of the SEG-Y tests: scratch folders, synthetic surveys and
+// a reader that exposes the protected decoding steps.
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "segy/SEGYreader.h"
+#include "segy/SEGYwriter.h"
+
+namespace tolmar_test {
+
+using Tolmar::SEGYreader;
+
+// A fresh folder, removed with its content at the end of the scope.
+class ScratchDir {
+public:
+    ScratchDir();
+    ~ScratchDir();
+    std::string path(std::string const& name) const { return dir_ + "/" + name; }
+    std::string const& dir() const { return dir_; }
+
+private:
+    std::string dir_;
+};
+
+// Standard revision 1 positions of the nine slots.
+struct Layout {
+    SEGYreader::Type types[SEGYreader::SlotCount] = {
+        SEGYreader::Integer32, SEGYreader::Integer32, SEGYreader::Integer32, SEGYreader::Integer16,
+        SEGYreader::Integer32, SEGYreader::Integer32, SEGYreader::Integer16, SEGYreader::Integer16,
+        SEGYreader::Integer32};
+    int positions[SEGYreader::SlotCount] = {17, 189, 193, 71, 181, 185, 109, 69, 41};
+};
+
+// A regular survey on a rotated grid; inline-sorted unless crosslineSorted.
+struct Survey {
+    int inlineStart = 100, inlineStep = 1, inlines = 4;
+    int crosslineStart = 200, crosslineStep = 2, crosslines = 5;
+    int samples = 50;
+    int intervalUs = 4000;
+    int format = 1;
+    bool ibm = true;
+    bool littleEndian = false;
+    int scaler = -100;     // coordinate scaler word
+    int delay = 0;         // z of the first sample
+    bool crosslineSorted = false;
+    Layout layout;
+    // Amplitude of sample k of the trace at (inline, crossline).
+    std::function<float(int il, int xl, int k)> amplitude = [](int il, int xl, int k) {
+        return static_cast<float>((il * 7 + xl * 3 + k) % 97 - 48) * 1.5f;
+    };
+
+    double x(int il, int xl) const { return 400000.0 + 10.0 * il + 6.0 * xl; }
+    double y(int il, int xl) const { return 7000000.0 - 8.0 * il + 12.5 * xl; }
+    // Traces in file order as (inline, crossline).
+    std::vector<std::pair<int, int>> order() const;
+};
+
+// Writes the survey; false with a gtest failure when the writer fails.
+bool writeSurvey(std::string const& path, Survey const& s);
+
+// The words a survey writer puts in each trace header.
+std::vector<Tolmar::SEGYwriter::Word> surveyWords(Survey const& s, int il, int xl);
+
+// Exposes the protected steps of the reader to tests.
+class ReaderHarness : public SEGYreader {
+public:
+    explicit ReaderHarness(int dimension = 3) : SEGYreader(dimension) {}
+    using SEGYreader::readReelHeader;
+    using SEGYreader::readTrace;
+    using SEGYreader::readTraceHeader;
+    using SEGYreader::skipEBCDICheader;
+    using SEGYreader::skipReelHeader;
+    using SEGYreader::skipToLastTraceHeader;
+    using SEGYreader::skipTrace;
+    using SEGYreader::skipTraceHeader;
+    using SEGYreader::skipTraceHeadersAndTraces;
+    unsigned storageMember() const { return storage_; }
+};
+
+// One decoded trace header.
+struct Header {
+    int tsn = 0, sp = 0, inl = 0, crl = 0, ns = 0;
+    double x = 0, y = 0, z = 0, depth = 0;
+};
+Header readHeader(ReaderHarness& r, std::istream& s, Layout const& l);
+
+// Runs a Python 3 script of the oracle folder with segyio; answers its exit status.
+int runOracle(std::string const& script, std::vector<std::string> const& args);
+
+// The whole content of a file.
+std::vector<char> readFile(std::string const& path);
+
+} // namespace tolmar_test

@@ -1,0 +1,180 @@
+// IBM hexadecimal floats against a reference built from the format's
+// definition with integer arithmetic only.
+
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "foundation/byte_order.h"
+#include "foundation/ibm_float.h"
+
+namespace {
+
+using Tolmar::float_bits;
+
+// value = (-1)^s * F * 2^-24 * 16^(E-64). Normalise F to a 24-bit IEEE
+// significand, then round half to even where the value falls below the
+// normal range; past the largest single the value overflows to infinity.
+std::uint32_t referenceIeeeBits(std::uint32_t ibm)
+{
+    std::uint32_t const sign = ibm & 0x80000000u;
+    std::uint32_t const F = ibm & 0x00FFFFFFu;
+    int const E = static_cast<int>((ibm >> 24) & 0x7F);
+    if (F == 0) return sign;
+    int msb = 23;
+    while (!(F & (1u << msb))) --msb;
+    int const k = 4 * (E - 64) - 24;          // value = F * 2^k
+    int const exponent = msb + k;             // value = 1.xxx * 2^exponent
+    if (exponent > 127) return sign | 0x7F800000u;
+    if (exponent >= -126) {
+        std::uint32_t const significand = F << (23 - msb);
+        return sign | (static_cast<std::uint32_t>(exponent + 127) << 23) | (significand & 0x007FFFFFu);
+    }
+    // Subnormal: the value in units of 2^-149 is F * 2^(k+149).
+    int const shift = -(k + 149);
+    if (shift <= 0) return sign | (F << -shift); // cannot happen for subnormals, kept for clarity
+    if (shift > 25) return sign;                 // below half the smallest subnormal
+    std::uint64_t const whole = F >> shift;
+    std::uint64_t const rest = F & ((1ull << shift) - 1);
+    std::uint64_t const half = 1ull << (shift - 1);
+    std::uint64_t rounded = whole;
+    if (rest > half || (rest == half && (whole & 1))) ++rounded;
+    return sign | static_cast<std::uint32_t>(rounded); // 2^23 here is the smallest normal, as it must be
+}
+
+std::uint32_t bulkBits(std::uint32_t word)
+{
+    unsigned char be[4];
+    Tolmar::store_u32(be, word, false);
+    float out;
+    Tolmar::ibm_to_float(be, &out, 1, false);
+    return float_bits(out);
+}
+
+TEST(IbmFloat, SpecialWords)
+{
+    EXPECT_EQ(float_bits(Tolmar::ibm_bits_to_float(0x00000000u)), float_bits(0.0f));
+    EXPECT_EQ(float_bits(Tolmar::ibm_bits_to_float(0x80000000u)), float_bits(-0.0f));
+    EXPECT_EQ(Tolmar::ibm_bits_to_float(0x41100000u), 1.0f);
+    EXPECT_EQ(Tolmar::ibm_bits_to_float(0xC1100000u), -1.0f);
+    EXPECT_EQ(Tolmar::ibm_bits_to_float(0xC276A000u), -118.625f); // the textbook example
+    EXPECT_EQ(Tolmar::ibm_bits_to_float(0x40800000u), 0.5f);
+    EXPECT_EQ(Tolmar::ibm_bits_to_float(0x3F100000u), 1.0f / 4096.0f); // 16^-3
+    // An unnormalised fraction: leading hex digit 0.
+    EXPECT_EQ(Tolmar::ibm_bits_to_float(0x42010000u), 1.0f);
+    // The largest IBM words lie far beyond any single.
+    EXPECT_TRUE(std::isinf(Tolmar::ibm_bits_to_float(0x7FFFFFFFu)));
+    EXPECT_LT(Tolmar::ibm_bits_to_float(0xFFFFFFFFu), 0.0f);
+    // The smallest normal IBM word is far below the smallest subnormal single.
+    EXPECT_EQ(float_bits(Tolmar::ibm_bits_to_float(0x00100000u)), 0u);
+}
+
+TEST(IbmFloat, ScalarTakesTheWordAsBits)
+{
+    // Words that look like NaNs or subnormals as IEEE must arrive untouched.
+    for (std::uint32_t w : {0x7FC00001u, 0x7F800001u, 0xFFFFFFFFu, 0x00000001u, 0x41100000u}) {
+        float const asFloat = Tolmar::bits_float(w);
+        EXPECT_EQ(float_bits(Tolmar::ibm_to_float(asFloat)), referenceIeeeBits(w)) << std::hex << w;
+    }
+}
+
+// Every exponent and sign with fractions that matter: zero, single bits,
+// all-ones runs, every leading-zero count, and random ones.
+TEST(IbmFloat, EveryExponentAndSign)
+{
+    std::mt19937 rng(1234);
+    std::vector<std::uint32_t> fractions = {0, 1, 2, 3, 0xF, 0x10, 0xFFFFFF, 0x800000, 0x7FFFFF,
+                                            0x100000, 0x0FFFFF, 0x010000, 0x00FFFF, 0x800001, 0xFFFFFE};
+    for (int b = 0; b < 24; ++b) {
+        fractions.push_back(1u << b);
+        fractions.push_back((1u << b) | 1u);
+        fractions.push_back((1u << b) - 1u + (1u << b));
+    }
+    for (int i = 0; i < 2000; ++i) fractions.push_back(rng() & 0xFFFFFF);
+    for (std::uint32_t sign : {0u, 0x80000000u})
+        for (std::uint32_t e = 0; e < 128; ++e)
+            for (std::uint32_t f : fractions) {
+                std::uint32_t const w = sign | (e << 24) | (f & 0xFFFFFF);
+                std::uint32_t const want = referenceIeeeBits(w);
+                ASSERT_EQ(float_bits(Tolmar::ibm_bits_to_float(w)), want) << std::hex << w;
+                ASSERT_EQ(bulkBits(w), want) << std::hex << w;
+            }
+}
+
+// Every fraction at the exponents where results leave the normal range
+// (26..34: rounding to subnormals and zero; 96..102: overflow), and at 0,
+// 64 and 127, through the bulk path in both byte orders.
+TEST(IbmFloat, EveryFractionAtTheRangeEdges)
+{
+    std::vector<std::uint32_t> exps = {0, 64, 127};
+    for (std::uint32_t e = 26; e <= 34; ++e) exps.push_back(e);
+    for (std::uint32_t e = 96; e <= 102; ++e) exps.push_back(e);
+    constexpr std::size_t n = 1u << 24;
+    std::vector<unsigned char> be(4 * n), le(4 * n);
+    std::vector<float> outBe(n), outLe(n);
+    for (std::size_t idx = 0; idx < exps.size(); ++idx) {
+        std::uint32_t const sign = (idx % 2) ? 0x80000000u : 0u;
+        std::uint32_t const top = sign | (exps[idx] << 24);
+        for (std::uint32_t f = 0; f < n; ++f) {
+            Tolmar::store_u32(&be[4 * f], top | f, false);
+            Tolmar::store_u32(&le[4 * f], top | f, true);
+        }
+        Tolmar::ibm_to_float(be.data(), outBe.data(), n, false);
+        Tolmar::ibm_to_float(le.data(), outLe.data(), n, true);
+        for (std::uint32_t f = 0; f < n; ++f) {
+            std::uint32_t const want = referenceIeeeBits(top | f);
+            if (float_bits(outBe[f]) != want || float_bits(outLe[f]) != want)
+                FAIL() << std::hex << "word " << (top | f) << " want " << want << " got "
+                       << float_bits(outBe[f]) << " / " << float_bits(outLe[f]);
+            if (f % 4099 == 0) ASSERT_EQ(float_bits(Tolmar::ibm_bits_to_float(top | f)), want);
+        }
+    }
+}
+
+TEST(IbmFloat, UnalignedBulkInputAndOddLengths)
+{
+    std::vector<unsigned char> buf(4 * 37 + 1);
+    std::vector<std::uint32_t> words(37);
+    std::mt19937 rng(7);
+    for (int i = 0; i < 37; ++i) {
+        words[i] = rng();
+        Tolmar::store_u32(&buf[1 + 4 * i], words[i], false);
+    }
+    for (std::size_t n : {0u, 1u, 7u, 8u, 9u, 37u}) {
+        std::vector<float> out(n + 1, 42.0f);
+        Tolmar::ibm_to_float(&buf[1], out.data(), n, false);
+        for (std::size_t i = 0; i < n; ++i) ASSERT_EQ(float_bits(out[i]), referenceIeeeBits(words[i]));
+        EXPECT_EQ(out[n], 42.0f) << "wrote past the end";
+    }
+}
+
+TEST(IbmFloat, FromFloatRoundTripsAndRounds)
+{
+    // Values with at most 21 significant bits survive IBM's hex normalisation exactly.
+    std::mt19937 rng(99);
+    for (int i = 0; i < 100000; ++i) {
+        float const v = std::ldexp(static_cast<float>(rng() & 0x1FFFFF), static_cast<int>(rng() % 200) - 120) *
+                        ((rng() & 1) ? -1.0f : 1.0f);
+        ASSERT_EQ(Tolmar::ibm_bits_to_float(Tolmar::float_to_ibm(v)), v) << v;
+    }
+    EXPECT_EQ(Tolmar::float_to_ibm(1.0f), 0x41100000u);
+    EXPECT_EQ(Tolmar::float_to_ibm(-118.625f), 0xC276A000u);
+    EXPECT_EQ(Tolmar::float_to_ibm(0.0f), 0u);
+    EXPECT_EQ(Tolmar::float_to_ibm(-0.0f), 0x80000000u);
+    EXPECT_EQ(Tolmar::float_to_ibm(INFINITY), 0x7FFFFFFFu);
+    // 1 + 2^-23 needs 24 bits after the leading one: IBM keeps 21, and the
+    // tie-free value rounds to the nearest word.
+    float const justAbove = std::nextafter(1.0f, 2.0f);
+    EXPECT_EQ(Tolmar::float_to_ibm(justAbove), 0x41100000u);
+    // The subnormal singles are within IBM's range and convert exactly back.
+    float const tiny = std::numeric_limits<float>::denorm_min();
+    EXPECT_EQ(Tolmar::ibm_bits_to_float(Tolmar::float_to_ibm(tiny)), tiny);
+    EXPECT_EQ(Tolmar::ibm_bits_to_float(Tolmar::float_to_ibm(FLT_MAX)), FLT_MAX);
+}
+
+} // namespace

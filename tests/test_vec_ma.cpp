@@ -1,0 +1,196 @@
+// Value types and numeric helpers.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <map>
+#include <vector>
+
+#include "foundation/Ma.h"
+#include "foundation/box.h"
+#include "foundation/vec.h"
+
+namespace {
+
+using Tolmar::vec;
+namespace Ma = Tolmar::Ma;
+
+TEST(Vec, ArithmeticAndMetrics)
+{
+    vec<double, 3> a, b;
+    a.set(1.0, 2.0, 2.0);
+    b.set(4.0, 6.0, 2.0);
+    EXPECT_DOUBLE_EQ(a.length(), 3.0);
+    EXPECT_DOUBLE_EQ(a.length_sqr(), 9.0);
+    EXPECT_DOUBLE_EQ(a.dist(b), 5.0);
+    vec<double, 3> const s = (a + b) * 0.5;
+    EXPECT_DOUBLE_EQ(s[0], 2.5);
+    EXPECT_DOUBLE_EQ(s[1], 4.0);
+    EXPECT_DOUBLE_EQ((b - a)[0], 3.0);
+    vec<double, 3> const n = a.normalize();
+    EXPECT_DOUBLE_EQ(n.length(), 1.0);
+    EXPECT_DOUBLE_EQ(a.length(), 3.0) << "normalize is const";
+    EXPECT_DOUBLE_EQ(a.xy()[1], 2.0);
+    vec<double, 2> p, q;
+    p.set(2.0, 3.0);
+    q.set(4.0, 5.0);
+    EXPECT_DOUBLE_EQ((p * q)[1], 15.0);
+    vec<float, 3> f;
+    f.set(3.0f, 4.0f, 0.0f);
+    EXPECT_FLOAT_EQ(f.length(), 5.0f);
+}
+
+TEST(Vec, OrderingServesAsMapKey)
+{
+    std::map<vec<unsigned, 3>, int> m;
+    vec<unsigned, 3> k;
+    for (unsigned i = 0; i < 3; ++i)
+        for (unsigned j = 0; j < 3; ++j) {
+            k.set(j, i, 1u);
+            m[k] = static_cast<int>(i * 3 + j);
+        }
+    EXPECT_EQ(m.size(), 9u);
+    k.set(2u, 1u, 1u);
+    EXPECT_EQ(m[k], 5);
+    vec<unsigned char, 4> red, red2, blue;
+    red.set(255, 0, 0, 255);
+    red2.set(255, 0, 0, 255);
+    blue.set(0, 0, 255, 255);
+    EXPECT_TRUE(red == red2);
+    EXPECT_TRUE(red != blue);
+    EXPECT_TRUE(blue < red);
+    EXPECT_FALSE(red < red2);
+    vec<double, 2> lo, hi;
+    lo.set(0.0, 1.0);
+    hi.set(2.0, 3.0);
+    Tolmar::box<double, 2> bx(lo, hi);
+    EXPECT_DOUBLE_EQ(bx.upper[1], 3.0);
+}
+
+TEST(Ma, GridFromFraction)
+{
+    EXPECT_EQ(Ma::fromDoubleToInt(0.0, 100, 200, 10), 100);
+    EXPECT_EQ(Ma::fromDoubleToInt(1.0, 100, 200, 10), 200);
+    EXPECT_EQ(Ma::fromDoubleToInt(0.52, 100, 200, 10), 150);
+    EXPECT_EQ(Ma::fromDoubleToInt(0.56, 100, 200, 10), 160);
+    // A stop off the grid: fraction 1 gives the last grid value below it.
+    EXPECT_EQ(Ma::fromDoubleToInt(1.0, 1, 10, 4), 9);
+    EXPECT_EQ(Ma::fromDoubleToInt(0.99, 1, 10, 4), 9);
+    // Out of range fractions stay on the grid.
+    EXPECT_EQ(Ma::fromDoubleToInt(-3.0, 1, 10, 4), 1);
+    EXPECT_EQ(Ma::fromDoubleToInt(7.0, 1, 10, 4), 9);
+    // Falling ranges.
+    EXPECT_EQ(Ma::fromDoubleToInt(1.0, 50, 10, -10), 10);
+    EXPECT_EQ(Ma::fromDoubleToInt(0.5, 50, 10, -10), 30);
+    EXPECT_EQ(Ma::fromDoubleToInt(0.5, 7, 7, 0), 7);
+
+    EXPECT_EQ(Ma::fromDoubleToIntFloor(0.59, 100, 200, 10), 150);
+    EXPECT_EQ(Ma::fromDoubleToIntFloor(0.6, 100, 200, 10), 160);
+    EXPECT_EQ(Ma::fromDoubleToIntFloor(1.0, 1, 10, 4), 9);
+    EXPECT_EQ(Ma::fromDoubleToIntFloor(0.0, 1, 10, 4), 1);
+}
+
+TEST(Ma, Interpolation)
+{
+    // Position first, then (value, abscissa) of each end.
+    EXPECT_DOUBLE_EQ(Ma::linearInterpolate2Values(15.0, 1.0, 10.0, 3.0, 20.0), 2.0);
+    EXPECT_DOUBLE_EQ(Ma::linearInterpolate2Values(30.0, 1.0, 10.0, 3.0, 20.0), 5.0);
+    double a, b, c;
+    Ma::linearInterpolate2Points(&a, &b, &c, 0.25, 0, 10, 100, 0.0, 4, 20, 200, 1.0);
+    EXPECT_DOUBLE_EQ(a, 1.0);
+    EXPECT_DOUBLE_EQ(b, 12.5);
+    EXPECT_DOUBLE_EQ(c, 125.0);
+}
+
+TEST(Ma, PointsLinesAndTriangles)
+{
+    EXPECT_TRUE(Ma::pointsOnLine(0, 0, 0, 1, 1, 1, 5, 5, 5));
+    EXPECT_FALSE(Ma::pointsOnLine(0, 0, 0, 1, 1, 1, 5, 5, 5.01));
+    EXPECT_TRUE(Ma::pointsOnLine(500000, 6e6, 0, 500010, 6e6 + 10, 0, 500020, 6e6 + 20, 0));
+    EXPECT_TRUE(Ma::samePoint(1, 2, 3, 1.05, 2, 3, 0.1));
+    EXPECT_FALSE(Ma::samePoint(1, 2, 3, 1.2, 2, 3, 0.1));
+
+    double x, y, t;
+    ASSERT_TRUE(Ma::getCrossingPoint(&x, &y, 0, 0, 4, 4, 0, 4, 4, 0, &t));
+    EXPECT_DOUBLE_EQ(x, 2.0);
+    EXPECT_DOUBLE_EQ(y, 2.0);
+    EXPECT_DOUBLE_EQ(t, 0.5);
+    EXPECT_FALSE(Ma::getCrossingPoint(&x, &y, 0, 0, 1, 1, 0, 4, 4, 0, &t)) << "ends before the crossing";
+    EXPECT_FALSE(Ma::getCrossingPoint(&x, &y, 0, 0, 4, 0, 0, 1, 4, 1, &t)) << "parallel";
+
+    double const pa[2] = {0, 0}, pb[2] = {10, 0}, pIn[2] = {3, 5}, pOut[2] = {12, -1};
+    double foot[3];
+    EXPECT_TRUE(Ma::projectPointToLine2D(foot, pIn, pa, pb));
+    EXPECT_DOUBLE_EQ(foot[0], 3.0);
+    EXPECT_DOUBLE_EQ(foot[1], 0.0);
+    EXPECT_FALSE(Ma::projectPointToLine2D(foot, pOut, pa, pb));
+    EXPECT_DOUBLE_EQ(foot[0], 12.0);
+    double const qa[3] = {0, 0, 0}, qb[3] = {0, 0, 10}, q[3] = {1, 1, 4};
+    EXPECT_TRUE(Ma::projectPointToLine3D(foot, q, qa, qb));
+    EXPECT_DOUBLE_EQ(foot[2], 4.0);
+
+    double w[3];
+    Ma::barycentricalCoordinates(w, 1, 1, 0, 0, 4, 0, 0, 4);
+    EXPECT_DOUBLE_EQ(w[0], 0.5);
+    EXPECT_DOUBLE_EQ(w[1], 0.25);
+    EXPECT_DOUBLE_EQ(w[2], 0.25);
+}
+
+TEST(Ma, PowersAndChecksums)
+{
+    EXPECT_EQ(Ma::ClosestPowerOf2(0), 1u);
+    EXPECT_EQ(Ma::ClosestPowerOf2(1), 1u);
+    EXPECT_EQ(Ma::ClosestPowerOf2(5), 4u);
+    EXPECT_EQ(Ma::ClosestPowerOf2(7), 8u);
+    EXPECT_EQ(Ma::ClosestPowerOf2(1000), 1024u);
+    EXPECT_EQ(Ma::ClosestPowerOf2(4096), 4096u);
+    EXPECT_EQ(Ma::ClosestPowerOf2(0xFFFFFFFFu), 0x80000000u);
+
+    std::vector<unsigned char> a(1001), b(1001);
+    for (int i = 0; i < 1001; ++i) a[i] = b[i] = static_cast<unsigned char>(i * 31);
+    unsigned const sa = Ma::calculateChecksum(0, a.data(), 1001);
+    EXPECT_EQ(sa, Ma::calculateChecksum(0, b.data(), 1001));
+    for (int pos : {0, 500, 1000}) {
+        b[pos] ^= 1;
+        EXPECT_NE(sa, Ma::calculateChecksum(0, b.data(), 1001)) << pos;
+        b[pos] ^= 1;
+    }
+    EXPECT_NE(sa, Ma::calculateChecksum(1, a.data(), 1001));
+}
+
+TEST(Ma, LineThroughBox)
+{
+    vec<double, 3> p0, p1, lo, hi;
+    p0.set(-1.0, 0.5, 0.5);
+    p1.set(0.0, 0.5, 0.5);
+    lo.set(0.0, 0.0, 0.0);
+    hi.set(1.0, 1.0, 1.0);
+    Ma::Line3D line(p0, p1);
+    EXPECT_DOUBLE_EQ(line.pointAtT(2.0)[0], 1.0);
+    EXPECT_TRUE(line.intersectBox(lo, hi));
+    auto const all = line.CrossingsBox3D(lo, hi, false);
+    ASSERT_EQ(all.size(), 2u);
+    EXPECT_DOUBLE_EQ(all[0][0], 0.0);
+    EXPECT_DOUBLE_EQ(all[1][0], 1.0);
+    EXPECT_EQ(line.CrossingsBox3D(lo, hi, true).size(), 1u) << "only the entry lies on the segment";
+    vec<double, 3> q0, q1;
+    q0.set(-1.0, 2.0, 0.5);
+    q1.set(0.0, 2.0, 0.5);
+    EXPECT_FALSE(Ma::Line3D(q0, q1).intersectBox(lo, hi));
+    EXPECT_TRUE(Ma::Line3D(q0, q1).CrossingsBox3D(lo, hi, false).empty());
+}
+
+TEST(Ma, PlaneGivesTheInlineStep)
+{
+    // Inline numbers on a grid rotated by 30 degrees with 25 m between inlines.
+    double const c = std::cos(M_PI / 6), s = std::sin(M_PI / 6);
+    auto xAt = [&](double il, double xl) { return 1000.0 + 25.0 * c * il - 12.5 * s * xl; };
+    auto yAt = [&](double il, double xl) { return 2000.0 + 25.0 * s * il + 12.5 * c * xl; };
+    Ma::PlaneFunction2D plane(xAt(10, 5), yAt(10, 5), 10, xAt(30, 5), yAt(30, 5), 30, xAt(10, 40), yAt(10, 40), 10);
+    EXPECT_NEAR(plane.getIncrement(), 25.0, 1e-9);
+    EXPECT_NEAR(plane.getXIncrement(), 25.0 * c, 1e-9);
+    EXPECT_NEAR(plane.getYIncrement(), 25.0 * s, 1e-9);
+    EXPECT_NEAR(plane.value(xAt(17, 33), yAt(17, 33)), 17.0, 1e-9);
+}
+
+} // namespace
