@@ -415,14 +415,18 @@ bool SEGYreader::readTrace(std::istream* s, SEGYtrace* trace, double first, doub
     sampleBytes_.resize(static_cast<std::size_t>(n) * width);
     read_zero_padded(*s, sampleBytes_.data(), sampleBytes_.size());
 
+    // Bounds in double: a hostile start or step must not overflow the index arithmetic.
     double const ratio = sampleRate_ > 0.0 ? step / sampleRate_ : 0.0;
     long long const stride = truncate_to<long long>(ratio);
-    long long begin = truncate_to<long long>(first);
-    long long const end = std::min(begin + stride * std::max(0, trace->nSamples()), n);
-    if (stride <= 0 || begin >= end) return true;
-    if (begin < 0) begin += (-begin + stride - 1) / stride * stride; // samples before the trace do not exist
-    if (begin >= end) return true;
-    std::size_t const count = static_cast<std::size_t>((end - begin + stride - 1) / stride);
+    if (stride <= 0 || !std::isfinite(first)) return true;
+    double start = std::trunc(first);
+    double const endD = std::min(start + static_cast<double>(stride) * std::max(0, trace->nSamples()),
+                                 static_cast<double>(n));
+    // Samples before the trace do not exist: start at the first index within it.
+    if (start < 0.0) start = std::max(0.0, start + std::ceil(-start / static_cast<double>(stride)) * static_cast<double>(stride));
+    if (!(start < endD)) return true;
+    long long const begin = static_cast<long long>(start), end = static_cast<long long>(endD);
+    std::size_t const count = static_cast<std::size_t>((end - begin - 1) / stride + 1);
 
     sampleValues_.resize(static_cast<std::size_t>(stride == 1 ? count : end - begin));
     decode_samples(sampleBytes_.data() + begin * width, sampleValues_.data(), sampleValues_.size(),

@@ -7,6 +7,7 @@
 // Nothing here throws: failures are false results, empty lists and lines on
 // standard output.
 
+#include <algorithm>
 #include <cstdint>
 #include <istream>
 #include <list>
@@ -149,7 +150,7 @@ protected:
     bool readTrace(std::istream* s, SEGYtrace* trace, double first, double step);
 
     // Bytes of one trace, header included.
-    long long traceBytes() const { return 240LL + static_cast<long long>(nSamples_) * nBytes(); }
+    long long traceBytes() const { return 240LL + static_cast<long long>(std::max(0, nSamples_)) * nBytes(); }
     // Prints "Invalid format: " and the code on standard output.
     void printInvalidFormat(int format) const;
 

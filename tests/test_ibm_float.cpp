@@ -64,7 +64,7 @@ TEST(IbmFloat, SpecialWords)
     EXPECT_EQ(Tolmar::ibm_bits_to_float(0xC1100000u), -1.0f);
     EXPECT_EQ(Tolmar::ibm_bits_to_float(0xC276A000u), -118.625f); // the textbook example
     EXPECT_EQ(Tolmar::ibm_bits_to_float(0x40800000u), 0.5f);
-    EXPECT_EQ(Tolmar::ibm_bits_to_float(0x3F100000u), 1.0f / 4096.0f); // 16^-3
+    EXPECT_EQ(Tolmar::ibm_bits_to_float(0x3F100000u), 1.0f / 256.0f); // 16^-2
     // An unnormalised fraction: leading hex digit 0.
     EXPECT_EQ(Tolmar::ibm_bits_to_float(0x42010000u), 1.0f);
     // The largest IBM words lie far beyond any single.
@@ -131,7 +131,9 @@ TEST(IbmFloat, EveryFractionAtTheRangeEdges)
             if (float_bits(outBe[f]) != want || float_bits(outLe[f]) != want)
                 FAIL() << std::hex << "word " << (top | f) << " want " << want << " got "
                        << float_bits(outBe[f]) << " / " << float_bits(outLe[f]);
-            if (f % 4099 == 0) ASSERT_EQ(float_bits(Tolmar::ibm_bits_to_float(top | f)), want);
+            if (f % 4099 == 0) {
+                ASSERT_EQ(float_bits(Tolmar::ibm_bits_to_float(top | f)), want);
+            }
         }
     }
 }

@@ -1,0 +1,177 @@
+// Traces and the geometry a cube derives from them.
+
+#include <gtest/gtest.h>
+
+#include <cfloat>
+
+#include "segy/SEGYcube.h"
+#include "segy/SEGYtrace.h"
+
+namespace {
+
+using Tolmar::SEGYcube;
+using Tolmar::SEGYtrace;
+
+SEGYtrace makeTrace(int il, int xl, double x, double y, double z = 0.0, int n = 3,
+                    std::initializer_list<float> samples = {})
+{
+    SEGYtrace t(1, 0, il, xl, static_cast<float>(x), static_cast<float>(y), z, n);
+    for (float s : samples) t.addSample(s);
+    return t;
+}
+
+TEST(SEGYtrace, SamplesAndExtremes)
+{
+    SEGYtrace t(7, 11, 100, 200, 1.5f, 2.5f, 8.0, 4);
+    EXPECT_EQ(t.size(), 0u);
+    EXPECT_EQ(t.nSamples(), 4);
+    EXPECT_EQ(t.sMin(), 0.0f);
+    EXPECT_EQ(t.sMax(), 0.0f);
+    EXPECT_FALSE(t.taperOn() || t.taperOff() || t.missing() || t.insert());
+    t.addSample(-3.0f);
+    t.addSample(5.0f);
+    EXPECT_EQ(t.sample(1), 5.0f);
+    EXPECT_EQ(t.sample(2), 0.0f) << "past the end";
+    EXPECT_EQ(t.sMin(), -3.0f);
+    EXPECT_EQ(t.sMax(), 5.0f);
+    t.setSp(12);
+    t.setUtmX(9.0f);
+    t.setMissing(true);
+    t.setInsert(true);
+    t.setTaperOn(true);
+    EXPECT_EQ(t.sP(), 12);
+    EXPECT_EQ(t.utmX(), 9.0f);
+    EXPECT_TRUE(t.missing() && t.insert() && t.taperOn() && !t.taperOff());
+
+    // Only negative samples: the largest is searched from the smallest positive normal float.
+    SEGYtrace neg = makeTrace(1, 1, 0, 0, 0, 2, {-4.0f, -2.0f});
+    EXPECT_EQ(neg.sMax(), FLT_MIN);
+    EXPECT_EQ(neg.sMin(), -4.0f);
+}
+
+TEST(SEGYcube, StartsEmpty)
+{
+    SEGYcube c(2000, 42);
+    EXPECT_EQ(c.capacityHint(), 42);
+    EXPECT_DOUBLE_EQ(c.zStep(), 2.0);
+    EXPECT_EQ(c.inlineStart(), 9999999);
+    EXPECT_EQ(c.inlineStop(), -999999);
+    EXPECT_DOUBLE_EQ(c.xMin(), 99999999.0);
+    EXPECT_DOUBLE_EQ(c.sMin(), FLT_MAX);
+    EXPECT_DOUBLE_EQ(c.sMax(), 1.1754943508222875e-38);
+    EXPECT_EQ(c.nTraces(), 0u);
+    EXPECT_EQ(c.trace(0), nullptr);
+}
+
+// An inline-sorted grid on a rotated survey: steps, transformation, corners.
+TEST(SEGYcube, LearnsGridFromInlineSortedTraces)
+{
+    auto X = [](int il, int xl) { return 1000.0 + 20.0 * il - 5.0 * xl; };
+    auto Y = [](int il, int xl) { return 500.0 + 4.0 * il + 12.0 * xl; };
+    SEGYcube c(4000, 0);
+    for (int il = 10; il <= 16; il += 2)
+        for (int xl = 100; xl <= 130; xl += 5) c.addTrace(makeTrace(il, xl, X(il, xl), Y(il, xl), 20.0, 11, {1.0f}));
+    EXPECT_EQ(c.inlineStep(), 2);
+    EXPECT_EQ(c.crlineStep(), 5);
+    // Traces are kept until both steps are known: the first inline and one more.
+    EXPECT_EQ(c.nTraces(), 8u);
+    c.setBbox();
+    double x0, xInl, xCrl, y0, yInl, yCrl;
+    c.trans(&x0, &xInl, &xCrl, &y0, &yInl, &yCrl);
+    EXPECT_NEAR(xInl, 20.0, 1e-3);
+    EXPECT_NEAR(xCrl, -5.0, 1e-3);
+    EXPECT_NEAR(yInl, 4.0, 1e-3);
+    EXPECT_NEAR(yCrl, 12.0, 1e-3);
+    EXPECT_NEAR(x0 + xInl * 13 + xCrl * 117, X(13, 117), 1e-2);
+    double bx[4], by[4];
+    c.bbox(bx, by);
+    EXPECT_DOUBLE_EQ(bx[1], X(10, 130));
+    EXPECT_DOUBLE_EQ(by[2], Y(16, 100));
+    EXPECT_DOUBLE_EQ(bx[3], X(16, 130));
+    EXPECT_DOUBLE_EQ(c.zStart(), 20.0);
+    EXPECT_DOUBLE_EQ(c.zStop(), 60.0);
+    EXPECT_EQ(c.nSamples(), 11);
+    EXPECT_DOUBLE_EQ(c.xMin(), X(10, 130));
+    EXPECT_DOUBLE_EQ(c.xMax(), X(16, 100));
+}
+
+TEST(SEGYcube, FallingInlinesKeepTheSignOfTheSlope)
+{
+    SEGYcube c(4000, 0);
+    for (int il = 50; il >= 44; il -= 3)
+        for (int xl = 1; xl <= 3; ++xl) c.addTrace(makeTrace(il, xl, 10.0 * il, 3.0 * xl));
+    EXPECT_EQ(c.inlineStep(), -3) << "negative until setBbox";
+    c.setBbox();
+    EXPECT_EQ(c.inlineStep(), 3);
+    double x0, xInl, xCrl, y0, yInl, yCrl;
+    c.trans(&x0, &xInl, &xCrl, &y0, &yInl, &yCrl);
+    EXPECT_DOUBLE_EQ(xInl, 10.0);
+    EXPECT_DOUBLE_EQ(yCrl, 3.0);
+    EXPECT_DOUBLE_EQ(x0, 0.0);
+    EXPECT_EQ(c.inlineStart(), 44);
+    EXPECT_EQ(c.inlineStop(), 50);
+}
+
+TEST(SEGYcube, RepeatedInlineKeepsStoring)
+{
+    SEGYcube c(4000, 0);
+    c.addTrace(makeTrace(5, 1, 0, 0));
+    c.addTrace(makeTrace(5, 1, 0, 0));
+    c.addTrace(makeTrace(5, 2, 0, 1));
+    EXPECT_EQ(c.inlineStep(), 0);
+    EXPECT_EQ(c.crlineStep(), 1);
+    EXPECT_EQ(c.nTraces(), 3u);
+    c.addTrace(makeTrace(6, 1, 1, 0));
+    EXPECT_EQ(c.inlineStep(), 1);
+    c.addTrace(makeTrace(6, 2, 1, 1));
+    EXPECT_EQ(c.nTraces(), 4u) << "both steps known: no more storing";
+    c.deleteAllTraces();
+    EXPECT_EQ(c.nTraces(), 0u);
+    c.addTrace(makeTrace(7, 1, 2, 0)); // ranges go on without stored traces
+    EXPECT_EQ(c.inlineStop(), 7);
+}
+
+TEST(SEGYcube, SingleTraceAndMissingCorners)
+{
+    SEGYcube one(4000, 0);
+    one.addTrace(makeTrace(3, 4, 30.0, 40.0));
+    one.setBbox();
+    double x0, xInl, xCrl, y0, yInl, yCrl;
+    one.trans(&x0, &xInl, &xCrl, &y0, &yInl, &yCrl);
+    EXPECT_EQ(one.inlineStep(), 0);
+    EXPECT_EQ(one.crlineStep(), 0);
+    EXPECT_DOUBLE_EQ(x0, 30.0);
+    EXPECT_DOUBLE_EQ(y0, 40.0);
+
+    // A triangle of traces: corner 3 (last inline, last crossline) is never
+    // seen and is computed; corner 1 is seen and keeps its measured place.
+    SEGYcube c(4000, 0);
+    c.addTrace(makeTrace(1, 1, 0.0, 0.0));
+    c.addTrace(makeTrace(1, 2, 0.0, 1.0));
+    c.addTrace(makeTrace(1, 3, 0.0, 2.05)); // measured, a little off the grid
+    c.addTrace(makeTrace(2, 1, 1.0, 0.0));
+    c.addTrace(makeTrace(3, 1, 2.0, 0.0));
+    c.setBbox();
+    double bx[4], by[4];
+    c.bbox(bx, by);
+    EXPECT_EQ(c.cornerInline(3), 3);
+    EXPECT_EQ(c.cornerCrossline(3), 3);
+    EXPECT_DOUBLE_EQ(bx[3], 2.0);
+    EXPECT_DOUBLE_EQ(by[3], 2.0);
+    EXPECT_NEAR(by[1], 2.05, 1e-6);
+}
+
+TEST(SEGYcube, AmplitudeRangeFollowsTheTraceRules)
+{
+    SEGYcube c(4000, 0);
+    c.addTrace(makeTrace(1, 1, 0, 0, 0, 2, {-5.0f, -1.0f}));
+    EXPECT_DOUBLE_EQ(c.sMin(), -5.0);
+    EXPECT_DOUBLE_EQ(c.sMax(), FLT_MIN) << "only negative samples";
+    c.addTrace(makeTrace(1, 2, 0, 0, 0, 2, {}));
+    EXPECT_DOUBLE_EQ(c.sMin(), -5.0);
+    EXPECT_DOUBLE_EQ(c.sMax(), FLT_MIN) << "an empty trace offers 0 to both";
+    c.addTrace(makeTrace(1, 3, 0, 0, 0, 2, {2.0f, 9.0f}));
+    EXPECT_DOUBLE_EQ(c.sMax(), 9.0);
+}
+
+} // namespace
