@@ -48,7 +48,7 @@ TEST(SampleDecode, IntegerAndIeeeCodings)
         std::vector<unsigned char> b32(4 * n), b16(2 * n), b8(n), bf(4 * n);
         std::vector<float> want32(n), want16(n), want8(n), wantF(n);
         for (int i = 0; i < n; ++i) {
-            std::int32_t const v32 = (i % 2 ? -1 : 1) * (i * 104729 + (i == 5 ? 2147483000 : 0));
+            std::int32_t const v32 = (i % 2 ? -1 : 1) * (i * 104729 + (i == 5 ? 2000000000 : 0));
             std::int16_t const v16 = static_cast<std::int16_t>((i % 2 ? -1 : 1) * (i * 517 % 32768));
             std::int8_t const v8 = static_cast<std::int8_t>(i * 37 - 128);
             float const vf = (i % 3 ? -1.0f : 1.0f) * std::ldexp(1.0f + i / 128.0f, i - 30);
