@@ -10,6 +10,7 @@
 #include "foundation/sample_decode.h"
 #include "foundation/vec.h"
 #include "platform/debug_stream.h"
+#include "platform/mapped_file.h"
 
 // SEG-Y files (TolmarUtil)
 #include "segy/EBCDICconverter.h"

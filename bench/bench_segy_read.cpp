@@ -1,2 +1,131 @@
+// Decoding every trace of a SEG-Y survey through the reader, from the page
+// cache. The survey is made on first use:
+//   bench_segy_read --survey=PATH [--inlines=300 --crosslines=300 --samples=1000]
+//                   [google benchmark flags]
+
 #include <benchmark/benchmark.h>
-int main() { return 0; }
+
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "platform/mapped_file.h"
+#include "segy/SEGYreader.h"
+#include "segy/SEGYwriter.h"
+
+namespace {
+
+using Tolmar::SEGYreader;
+
+std::string gSurvey = "/tmp/tolmar_bench/survey_300x300x1000_ibm.sgy";
+int gInlines = 300, gCrosslines = 300, gSamples = 1000;
+
+constexpr int kPositions[SEGYreader::SlotCount] = {17, 189, 193, 71, 181, 185, 109, 69, 41};
+constexpr SEGYreader::Type kTypes[SEGYreader::SlotCount] = {
+    SEGYreader::Integer32, SEGYreader::Integer32, SEGYreader::Integer32, SEGYreader::Integer16,
+    SEGYreader::Integer32, SEGYreader::Integer32, SEGYreader::Integer16, SEGYreader::Integer16,
+    SEGYreader::Integer32};
+
+bool makeSurvey(std::string const& path)
+{
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    Tolmar::SEGYwriter w;
+    w.setFormat(1);
+    w.setIbmFloat(true);
+    w.setSampleCount(gSamples);
+    w.setSampleInterval(4000);
+    w.setReelWord(28, 16, 2); // inline sorting
+    if (!w.open(path)) return false;
+    std::vector<float> trace(gSamples);
+    for (int il = 0; il < gInlines; ++il)
+        for (int xl = 0; xl < gCrosslines; ++xl) {
+            for (int k = 0; k < gSamples; ++k)
+                trace[k] = static_cast<float>(std::sin(0.05 * (k - 0.2 * il - 0.1 * xl)) * 1000.0 + ((k * 7919 + il) % 61) - 30);
+            w.writeTrace({{189, SEGYreader::Integer32, 1.0 + il},
+                          {193, SEGYreader::Integer32, 1.0 + xl},
+                          {71, SEGYreader::Integer16, -100},
+                          {181, SEGYreader::Integer32, (500000.0 + 25.0 * il) * 100},
+                          {185, SEGYreader::Integer32, (6000000.0 + 25.0 * xl) * 100}},
+                         trace);
+        }
+    return w.close();
+}
+
+// Walks the file trace by trace as the scans do.
+class Walker : public SEGYreader {
+public:
+    Walker() : SEGYreader(3) { setIbmFloat(true); }
+
+    // Answers the sum of all samples, so that nothing is optimised away.
+    double decodeAll(std::string const& path)
+    {
+        setFile(path);
+        auto const in = Tolmar::platform::open_binary_input(path);
+        std::istream* s = in.get();
+        skipEBCDICheader(s);
+        readReelHeader(s);
+        double sum = 0.0;
+        for (long long i = 0, n = nTraces(); i < n; ++i) {
+            int tsn, inl, crl, ns;
+            double x, y, z;
+            readTraceHeader(s, kTypes, kPositions, &tsn, nullptr, &inl, &crl, &x, &y, &z, nullptr, &ns);
+            Tolmar::SEGYtrace t(tsn, 0, inl, crl, static_cast<float>(x), static_cast<float>(y), z, nSamples());
+            readTrace(s, &t, 0.0, sampleRate());
+            sum += t.sample(0);
+        }
+        return sum;
+    }
+};
+
+void BM_ReadEveryTrace(benchmark::State& state)
+{
+    auto const bytes = static_cast<int64_t>(std::filesystem::file_size(gSurvey));
+    for (auto _ : state) {
+        Walker w;
+        benchmark::DoNotOptimize(w.decodeAll(gSurvey));
+    }
+    state.SetBytesProcessed(state.iterations() * bytes);
+    state.counters["traces_per_s"] = benchmark::Counter(
+        static_cast<double>(state.iterations()) * gInlines * gCrosslines, benchmark::Counter::kIsRate);
+}
+BENCHMARK(BM_ReadEveryTrace)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+bool takeFlag(char const* arg, char const* name, std::string& value)
+{
+    std::size_t const n = std::strlen(name);
+    if (std::strncmp(arg, name, n) != 0 || arg[n] != '=') return false;
+    value = arg + n + 1;
+    return true;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    std::vector<char*> rest;
+    for (int i = 0; i < argc; ++i) {
+        std::string v;
+        if (takeFlag(argv[i], "--survey", v)) gSurvey = v;
+        else if (takeFlag(argv[i], "--inlines", v)) gInlines = std::stoi(v);
+        else if (takeFlag(argv[i], "--crosslines", v)) gCrosslines = std::stoi(v);
+        else if (takeFlag(argv[i], "--samples", v)) gSamples = std::stoi(v);
+        else rest.push_back(argv[i]);
+    }
+    if (!std::filesystem::exists(gSurvey)) {
+        std::cerr << "bench_segy_read: writing " << gSurvey << "\n";
+        if (!makeSurvey(gSurvey)) {
+            std::cerr << "bench_segy_read: cannot write " << gSurvey << "\n";
+            return 1;
+        }
+    }
+    int n = static_cast<int>(rest.size());
+    benchmark::Initialize(&n, rest.data());
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

@@ -4,6 +4,10 @@
 #include <cstdint>
 #include <cstring>
 
+#if defined(__x86_64__) && defined(__GNUC__)
+#include <immintrin.h>
+#endif
+
 #include "foundation/ibm_float.h"
 
 // The simple loops below vectorise well; clones for AVX2 are chosen at load time.
@@ -94,10 +98,71 @@ void decode_samples(void const* inPtr, float* out, std::size_t n, SampleCoding c
     }
 }
 
-TOLMAR_CLONES void update_min_max(float const* values, std::size_t n, float& lo, float& hi)
+#if defined(__x86_64__) && defined(__GNUC__)
+// MINPS(a, b) is a < b ? a : b and MAXPS(a, b) is a > b ? a : b, exactly the
+// scalar selects below, NaN handling included; the compiler will not use
+// them for those selects by itself.
+namespace {
+
+__attribute__((target("avx2"))) void min_max_avx2(float const* v, std::size_t n, float& lo, float& hi)
 {
+    // Two accumulator pairs hide the latency of the min and max chains.
+    __m256 l0 = _mm256_set1_ps(lo), h0 = _mm256_set1_ps(hi), l1 = l0, h1 = h0;
+    std::size_t i = 0;
+    for (; i + 16 <= n; i += 16) {
+        __m256 const a = _mm256_loadu_ps(v + i), b = _mm256_loadu_ps(v + i + 8);
+        l0 = _mm256_min_ps(a, l0);
+        h0 = _mm256_max_ps(a, h0);
+        l1 = _mm256_min_ps(b, l1);
+        h1 = _mm256_max_ps(b, h1);
+    }
+    float ls[16], hs[16];
+    _mm256_storeu_ps(ls, l0);
+    _mm256_storeu_ps(ls + 8, l1);
+    _mm256_storeu_ps(hs, h0);
+    _mm256_storeu_ps(hs + 8, h1);
+    for (int k = 0; k < 16; ++k) {
+        lo = ls[k] < lo ? ls[k] : lo;
+        hi = hs[k] > hi ? hs[k] : hi;
+    }
+    for (; i < n; ++i) {
+        lo = v[i] < lo ? v[i] : lo;
+        hi = v[i] > hi ? v[i] : hi;
+    }
+}
+
+__attribute__((target("avx2"))) void clamp_avx2(float* v, std::size_t n, float lo, float hi)
+{
+    __m256 const l = _mm256_set1_ps(lo), h = _mm256_set1_ps(hi);
+    std::size_t i = 0;
+    for (; i + 8 <= n; i += 8)
+        _mm256_storeu_ps(v + i, _mm256_min_ps(h, _mm256_max_ps(l, _mm256_loadu_ps(v + i))));
+    for (; i < n; ++i) {
+        float const x = v[i] < lo ? lo : v[i];
+        v[i] = x > hi ? hi : x;
+    }
+}
+
+bool has_avx2()
+{
+    static bool const has = __builtin_cpu_supports("avx2");
+    return has;
+}
+
+} // namespace
+#define TOLMAR_MINMAX_AVX2 1
+#endif
+
+void update_min_max(float const* values, std::size_t n, float& lo, float& hi)
+{
+#ifdef TOLMAR_MINMAX_AVX2
+    if (has_avx2()) {
+        min_max_avx2(values, n, lo, hi);
+        return;
+    }
+#endif
     float l = lo, h = hi;
-    // Written as selects, not std::min, so NaNs never win and the loop vectorises.
+    // Selects, not std::min: a NaN never wins.
     for (std::size_t i = 0; i < n; ++i) {
         float const v = values[i];
         l = v < l ? v : l;
@@ -107,8 +172,14 @@ TOLMAR_CLONES void update_min_max(float const* values, std::size_t n, float& lo,
     hi = h;
 }
 
-TOLMAR_CLONES void clamp_samples(float* values, std::size_t n, float lo, float hi)
+void clamp_samples(float* values, std::size_t n, float lo, float hi)
 {
+#ifdef TOLMAR_MINMAX_AVX2
+    if (has_avx2()) {
+        clamp_avx2(values, n, lo, hi);
+        return;
+    }
+#endif
     for (std::size_t i = 0; i < n; ++i) {
         float v = values[i];
         v = v < lo ? lo : v;

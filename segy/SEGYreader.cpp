@@ -11,6 +11,7 @@
 #include "foundation/byte_order.h"
 #include "foundation/ibm_float.h"
 #include "foundation/sample_decode.h"
+#include "platform/mapped_file.h"
 #include "segy/EBCDICconverter.h"
 
 namespace Tolmar {
@@ -50,9 +51,10 @@ bool regular_file_size(std::string const& path, long long& size)
 // Reads up to n bytes; what the stream cannot supply stays zero.
 std::streamsize read_zero_padded(std::istream& s, unsigned char* out, std::size_t n)
 {
-    std::fill(out, out + n, 0);
     s.read(reinterpret_cast<char*>(out), static_cast<std::streamsize>(n));
-    return s.gcount();
+    std::streamsize const got = s.gcount();
+    std::fill(out + got, out + n, 0);
+    return got;
 }
 
 long long traces_in(long long fileSize, long long traceBytes)
@@ -412,8 +414,18 @@ bool SEGYreader::readTrace(std::istream* s, SEGYtrace* trace, double first, doub
     }
     long long const n = std::max(0, nSamples_);
     std::size_t const width = sample_bytes(coding);
-    sampleBytes_.resize(static_cast<std::size_t>(n) * width);
-    read_zero_padded(*s, sampleBytes_.data(), sampleBytes_.size());
+    std::size_t const bytes = static_cast<std::size_t>(n) * width;
+    // From a mapped file the samples are decoded in place; otherwise they are read into a buffer.
+    unsigned char const* raw = nullptr;
+    auto* mapped = dynamic_cast<platform::MappedStreamBuf*>(s->rdbuf());
+    if (mapped && s->good()) raw = reinterpret_cast<unsigned char const*>(mapped->peek(bytes));
+    if (raw) {
+        mapped->consume(bytes);
+    } else {
+        sampleBytes_.resize(bytes);
+        read_zero_padded(*s, sampleBytes_.data(), bytes);
+        raw = sampleBytes_.data();
+    }
 
     // Bounds in double: a hostile start or step must not overflow the index arithmetic.
     double const ratio = sampleRate_ > 0.0 ? step / sampleRate_ : 0.0;
@@ -429,7 +441,7 @@ bool SEGYreader::readTrace(std::istream* s, SEGYtrace* trace, double first, doub
     std::size_t const count = static_cast<std::size_t>((end - begin - 1) / stride + 1);
 
     sampleValues_.resize(static_cast<std::size_t>(stride == 1 ? count : end - begin));
-    decode_samples(sampleBytes_.data() + begin * width, sampleValues_.data(), sampleValues_.size(),
+    decode_samples(raw + begin * width, sampleValues_.data(), sampleValues_.size(),
                    coding, littleEndian_);
     if (stride > 1)
         for (std::size_t i = 0; i < count; ++i) sampleValues_[i] = sampleValues_[i * stride];
