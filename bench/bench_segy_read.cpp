@@ -12,6 +12,7 @@
 #include <fstream>
 #include <iostream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/mapped_file.h"
@@ -61,16 +62,18 @@ class Walker : public SEGYreader {
 public:
     Walker() : SEGYreader(3) { setIbmFloat(true); }
 
-    // Answers the sum of all samples, so that nothing is optimised away.
-    double decodeAll(std::string const& path)
+    // Decodes `count` traces from trace `first` on; answers the sum of their
+    // first samples, so that nothing is optimised away.
+    double decode(std::string const& path, long long first, long long count)
     {
         setFile(path);
         auto const in = Tolmar::platform::open_binary_input(path);
         std::istream* s = in.get();
         skipEBCDICheader(s);
         readReelHeader(s);
+        skipTraceHeadersAndTraces(s, first);
         double sum = 0.0;
-        for (long long i = 0, n = nTraces(); i < n; ++i) {
+        for (long long i = 0; i < count; ++i) {
             int tsn, inl, crl, ns;
             double x, y, z;
             readTraceHeader(s, kTypes, kPositions, &tsn, nullptr, &inl, &crl, &x, &y, &z, nullptr, &ns);
@@ -82,18 +85,45 @@ public:
     }
 };
 
+long long traceCount() { return static_cast<long long>(gInlines) * gCrosslines; }
+
+void report(benchmark::State& state)
+{
+    state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(std::filesystem::file_size(gSurvey)));
+    state.counters["traces_per_s"] = benchmark::Counter(
+        static_cast<double>(state.iterations()) * static_cast<double>(traceCount()), benchmark::Counter::kIsRate);
+}
+
+// One reader on the caller's thread, every trace in file order.
 void BM_ReadEveryTrace(benchmark::State& state)
 {
-    auto const bytes = static_cast<int64_t>(std::filesystem::file_size(gSurvey));
     for (auto _ : state) {
         Walker w;
-        benchmark::DoNotOptimize(w.decodeAll(gSurvey));
+        benchmark::DoNotOptimize(w.decode(gSurvey, 0, traceCount()));
     }
-    state.SetBytesProcessed(state.iterations() * bytes);
-    state.counters["traces_per_s"] = benchmark::Counter(
-        static_cast<double>(state.iterations()) * gInlines * gCrosslines, benchmark::Counter::kIsRate);
+    report(state);
 }
 BENCHMARK(BM_ReadEveryTrace)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// Two readers on two threads, each on its own half of the file: readers hold
+// no open file between calls, so they share nothing.
+void BM_ReadEveryTraceTwoThreads(benchmark::State& state)
+{
+    long long const half = traceCount() / 2;
+    for (auto _ : state) {
+        double a = 0.0;
+        std::thread second([&] {
+            Walker w;
+            a = w.decode(gSurvey, half, traceCount() - half);
+        });
+        Walker w;
+        double const b = w.decode(gSurvey, 0, half);
+        second.join();
+        benchmark::DoNotOptimize(a + b);
+    }
+    report(state);
+}
+BENCHMARK(BM_ReadEveryTraceTwoThreads)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 bool takeFlag(char const* arg, char const* name, std::string& value)
 {
