@@ -41,26 +41,22 @@ void SEGYcube::addTrace(SEGYtrace const& t)
     inlineStart_ = std::min(inlineStart_, t.inlineX());
     inlineStop_ = std::max(inlineStop_, t.inlineX());
 
-    // Only reached while the trace is stored, so front() is the first trace.
-    if (inlineStep_ == 0 && traces_.size() >= 2) {
+    // A step is learned from t and the trace stored before it; t is stored
+    // whenever a step is unknown, so traces_ ends with t. The slopes run from
+    // the cube's first trace.
+    auto learnStep = [&](int& step, double& xSlope, double& ySlope, int (SEGYtrace::*number)() const) {
+        if (step != 0 || traces_.size() < 2) return;
         SEGYtrace const& first = traces_.front();
-        inlineStep_ = t.inlineX() - traces_[traces_.size() - 2].inlineX();
-        if (inlineStep_ != 0) {
-            xInl_ = (x - first.utmX()) / inlineStep_;
-            yInl_ = (y - first.utmY()) / inlineStep_;
+        step = (t.*number)() - (traces_[traces_.size() - 2].*number)();
+        if (step != 0) {
+            xSlope = (x - first.utmX()) / step;
+            ySlope = (y - first.utmY()) / step;
         }
-    }
-
+    };
+    learnStep(inlineStep_, xInl_, yInl_, &SEGYtrace::inlineX);
     crlineStart_ = std::min(crlineStart_, t.crlineY());
     crlineStop_ = std::max(crlineStop_, t.crlineY());
-    if (crlineStep_ == 0 && traces_.size() >= 2) {
-        SEGYtrace const& first = traces_.front();
-        crlineStep_ = t.crlineY() - traces_[traces_.size() - 2].crlineY();
-        if (crlineStep_ != 0) {
-            xCrl_ = (x - first.utmX()) / crlineStep_;
-            yCrl_ = (y - first.utmY()) / crlineStep_;
-        }
-    }
+    learnStep(crlineStep_, xCrl_, yCrl_, &SEGYtrace::crlineY);
 
     double const last = t.zStart() + (t.nSamples() - 1) * zStep_;
     zStart_ = std::min(zStart_, t.zStart());

@@ -71,6 +71,15 @@ bool writeSurvey(std::string const& path, Survey const& s)
     return ok;
 }
 
+std::ifstream openAtTraces(ReaderHarness& r, std::string const& path)
+{
+    r.setFile(path);
+    std::ifstream s(path, std::ios::binary);
+    r.skipEBCDICheader(&s);
+    r.readReelHeader(&s);
+    return s;
+}
+
 Header readHeader(ReaderHarness& r, std::istream& s, Layout const& l)
 {
     Header h;

@@ -2,6 +2,7 @@
 // Shared helpers of the SEG-Y tests: scratch folders, synthetic surveys and
 // a reader that exposes the protected decoding steps.
 
+#include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
@@ -79,6 +80,10 @@ public:
     using SEGYreader::skipTraceHeadersAndTraces;
     unsigned storageMember() const { return storage_; }
 };
+
+// Sets the file on the reader, reads its reel header and answers a stream
+// standing at the first trace header.
+std::ifstream openAtTraces(ReaderHarness& r, std::string const& path);
 
 // One decoded trace header.
 struct Header {

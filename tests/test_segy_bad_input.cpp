@@ -60,10 +60,7 @@ TEST(SEGYbadInput, ZeroSamplesAndTruncatedLastTrace)
     std::filesystem::resize_file(dir.path("s.sgy"), 3600 + 19 * 440 + 300);
     ReaderHarness r;
     r.setIbmFloat(true);
-    r.setFile(dir.path("s.sgy"));
-    std::ifstream s(dir.path("s.sgy"), std::ios::binary);
-    r.skipEBCDICheader(&s);
-    r.readReelHeader(&s);
+    auto s = openAtTraces(r, dir.path("s.sgy"));
     EXPECT_EQ(r.nTraces(), 19) << "the partial trace is not counted";
     unsigned long long n = 0;
     auto list = r.traceHeader(100, sv.layout.types, sv.layout.positions, n);
@@ -86,10 +83,7 @@ TEST(SEGYbadInput, ZeroSamplesAndTruncatedLastTrace)
     for (int i = 0; i < 3; ++i) ASSERT_TRUE(w.writeTrace({}, nullptr));
     ASSERT_TRUE(w.close());
     ReaderHarness z;
-    z.setFile(dir.path("zero.sgy"));
-    std::ifstream zs(dir.path("zero.sgy"), std::ios::binary);
-    z.skipEBCDICheader(&zs);
-    z.readReelHeader(&zs);
+    auto zs = openAtTraces(z, dir.path("zero.sgy"));
     EXPECT_EQ(z.nSamples(), 0);
     EXPECT_EQ(z.nTraces(), 3);
     readHeader(z, zs, sv.layout);
@@ -113,10 +107,7 @@ TEST(SEGYbadInput, HostileHeaderValues)
     ASSERT_TRUE(w.writeTrace({{189, SEGYreader::Float32, 1e30}, {193, SEGYreader::Float32, -1e30}}, std::vector<float>(4, 2.0f)));
     ASSERT_TRUE(w.close());
     ReaderHarness r;
-    r.setFile(dir.path("h.sgy"));
-    std::ifstream s(dir.path("h.sgy"), std::ios::binary);
-    r.skipEBCDICheader(&s);
-    r.readReelHeader(&s);
+    auto s = openAtTraces(r, dir.path("h.sgy"));
     EXPECT_EQ(r.nSamples(), -16);
     EXPECT_GE(r.nTraces(), 0);
     Layout l;
@@ -139,10 +130,7 @@ TEST(SEGYbadInput, HostileHeaderValues)
     EXPECT_FALSE(list.empty());
     // Stride and start that make no sense give nothing, never a hang.
     ReaderHarness g;
-    g.setFile(dir.path("h.sgy"));
-    std::ifstream gs(dir.path("h.sgy"), std::ios::binary);
-    g.skipEBCDICheader(&gs);
-    g.readReelHeader(&gs);
+    auto gs = openAtTraces(g, dir.path("h.sgy"));
     Tolmar::SEGYtrace u(1, 0, 0, 0, 0, 0, 0, 4);
     EXPECT_TRUE(g.readTrace(&gs, &u, -7.0, 0.0));
     EXPECT_TRUE(g.readTrace(&gs, &u, 1e300, 1e300));
@@ -159,10 +147,7 @@ TEST(SEGYbadInput, NegativeStartSkipsMissingSamples)
     ASSERT_TRUE(writeSurvey(dir.path("n.sgy"), sv));
     ReaderHarness r;
     r.setIbmFloat(true);
-    r.setFile(dir.path("n.sgy"));
-    std::ifstream s(dir.path("n.sgy"), std::ios::binary);
-    r.skipEBCDICheader(&s);
-    r.readReelHeader(&s);
+    auto s = openAtTraces(r, dir.path("n.sgy"));
     readHeader(r, s, sv.layout);
     Tolmar::SEGYtrace t(1, 0, 0, 0, 0, 0, 0, 6);
     EXPECT_TRUE(r.readTrace(&s, &t, -3.0, 2 * r.sampleRate()));

@@ -17,16 +17,6 @@ using namespace tolmar_test;
 using Tolmar::SEGYwriter;
 using W = SEGYwriter::Word;
 
-// Opens a file positioned at its first trace header, reel header read.
-std::ifstream openAtTraces(ReaderHarness& r, std::string const& path)
-{
-    r.setFile(path);
-    std::ifstream s(path, std::ios::binary);
-    r.skipEBCDICheader(&s);
-    r.readReelHeader(&s);
-    return s;
-}
-
 // A file of traces whose header words are given one vector per trace.
 void writeTraces(std::string const& path, std::vector<std::vector<W>> const& headers, int samples = 4,
                  bool ibm = true, bool little = false, int format = 1)
