@@ -15,31 +15,6 @@ namespace {
 using Tolmar::vec;
 namespace Ma = Tolmar::Ma;
 
-TEST(Vec, ArithmeticAndMetrics)
-{
-    vec<double, 3> a, b;
-    a.set(1.0, 2.0, 2.0);
-    b.set(4.0, 6.0, 2.0);
-    EXPECT_DOUBLE_EQ(a.length(), 3.0);
-    EXPECT_DOUBLE_EQ(a.length_sqr(), 9.0);
-    EXPECT_DOUBLE_EQ(a.dist(b), 5.0);
-    vec<double, 3> const s = (a + b) * 0.5;
-    EXPECT_DOUBLE_EQ(s[0], 2.5);
-    EXPECT_DOUBLE_EQ(s[1], 4.0);
-    EXPECT_DOUBLE_EQ((b - a)[0], 3.0);
-    vec<double, 3> const n = a.normalize();
-    EXPECT_DOUBLE_EQ(n.length(), 1.0);
-    EXPECT_DOUBLE_EQ(a.length(), 3.0) << "normalize is const";
-    EXPECT_DOUBLE_EQ(a.xy()[1], 2.0);
-    vec<double, 2> p, q;
-    p.set(2.0, 3.0);
-    q.set(4.0, 5.0);
-    EXPECT_DOUBLE_EQ((p * q)[1], 15.0);
-    vec<float, 3> f;
-    f.set(3.0f, 4.0f, 0.0f);
-    EXPECT_FLOAT_EQ(f.length(), 5.0f);
-}
-
 TEST(Vec, OrderingServesAsMapKey)
 {
     std::map<vec<unsigned, 3>, int> m;
@@ -88,18 +63,6 @@ TEST(Ma, GridFromFraction)
     EXPECT_EQ(Ma::fromDoubleToIntFloor(0.6, 100, 200, 10), 160);
     EXPECT_EQ(Ma::fromDoubleToIntFloor(1.0, 1, 10, 4), 9);
     EXPECT_EQ(Ma::fromDoubleToIntFloor(0.0, 1, 10, 4), 1);
-}
-
-TEST(Ma, Interpolation)
-{
-    // Position first, then (value, abscissa) of each end.
-    EXPECT_DOUBLE_EQ(Ma::linearInterpolate2Values(15.0, 1.0, 10.0, 3.0, 20.0), 2.0);
-    EXPECT_DOUBLE_EQ(Ma::linearInterpolate2Values(30.0, 1.0, 10.0, 3.0, 20.0), 5.0);
-    double a, b, c;
-    Ma::linearInterpolate2Points(&a, &b, &c, 0.25, 0, 10, 100, 0.0, 4, 20, 200, 1.0);
-    EXPECT_DOUBLE_EQ(a, 1.0);
-    EXPECT_DOUBLE_EQ(b, 12.5);
-    EXPECT_DOUBLE_EQ(c, 125.0);
 }
 
 TEST(Ma, PointsLinesAndTriangles)
