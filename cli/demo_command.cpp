@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 
 #include <chrono>
+#include <cstdio>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -82,6 +83,15 @@ bool write_demo_survey(std::string const& path, int inlines, int crosslines, int
     return w.close();
 }
 
+// "a + b * inline - c * crossline", with signs where they belong.
+std::string affine(double a, double b, double c)
+{
+    char text[160];
+    std::snprintf(text, sizeof text, "%.3f %c %.6g * inline %c %.6g * crossline", a, b < 0 ? '-' : '+',
+                  std::abs(b), c < 0 ? '-' : '+', std::abs(c));
+    return text;
+}
+
 int run_demo(std::string const& dir)
 {
     auto const t0 = std::chrono::steady_clock::now();
@@ -126,8 +136,8 @@ int run_demo(std::string const& dir)
               << ", crosslines " << cube.crlineStart() << ".." << cube.crlineStop() << " step " << cube.crlineStep() << "\n"
               << "  z " << cube.zStart() << ".." << cube.zStop() << " ms step " << cube.zStep() << "\n"
               << "  amplitude " << cube.sMin() << ".." << cube.sMax() << "\n"
-              << "  x = " << x0 << " + " << xInl << " * inline + " << xCrl << " * crossline\n"
-              << "  y = " << y0 << " + " << yInl << " * inline + " << yCrl << " * crossline\n";
+              << "  x = " << affine(x0, xInl, xCrl) << "\n"
+              << "  y = " << affine(y0, yInl, yCrl) << "\n";
     double const ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
     std::cout << "\nDone in " << ms << " ms.\n";
     return 0;
