@@ -1,0 +1,14 @@
+#pragma once
+// A message box that writes to the debug stream: the sink when none is installed.
+
+#include "foundation/IMessageBox.h"
+
+namespace Util {
+
+class MessageBoxLog : public IMessageBox {
+public:
+    using IMessageBox::show;
+    void show(wchar_t const* text, unsigned int flags) override;
+};
+
+} // namespace Util

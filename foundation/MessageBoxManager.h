@@ -1,0 +1,25 @@
+#pragma once
+// The process-wide message box: the installed one, or a MessageBoxLog.
+
+#include <atomic>
+
+#include "foundation/IMessageBox.h"
+#include "foundation/MessageBoxLog.h"
+
+namespace Util {
+
+class MessageBoxManager {
+public:
+    static MessageBoxManager& instance();
+    // The box stays owned by the caller and must outlive its installation;
+    // null restores the log.
+    void installMessageBox(IMessageBox* box) { installed_.store(box); }
+    IMessageBox* getmessageBox();
+
+private:
+    MessageBoxManager() = default;
+    std::atomic<IMessageBox*> installed_{nullptr};
+    MessageBoxLog log_;
+};
+
+} // namespace Util

@@ -1,0 +1,16 @@
+#pragma once
+// The per-thread "last error information" of host calls: a host wrapper that
+// fails sets a description before it returns its status, and
+// HResultCheckFunc takes it.
+
+#include <optional>
+#include <string>
+
+namespace Tolmar::platform {
+
+void set_last_error_info(std::string description);
+void clear_last_error_info();
+// The description set on this thread, if any; taking it clears it.
+std::optional<std::string> take_last_error_info();
+
+} // namespace Tolmar::platform
