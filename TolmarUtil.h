@@ -28,6 +28,7 @@
 #include "platform/last_error.h"
 #include "platform/mapped_file.h"
 #include "platform/text_encoding.h"
+#include "platform/update_sink.h"
 
 // SEG-Y files (TolmarUtil)
 #include "segy/EBCDICconverter.h"
