@@ -1,0 +1,24 @@
+#pragma once
+// Mapping amplitudes onto a storage kind that cannot hold them as they are:
+// linear, zero stays zero, and no other value lands near it.
+
+namespace Tolmar {
+
+// With m the largest absolute amplitude, scale = (high - low) / (2 m).
+inline double rescale_factor(double low, double high, double m) { return (high - low) / (2.0 * m); }
+
+// A value within 1e-6 of zero stays; any other v becomes
+// w = (v + m) * scale + low, then: below low -> low; in (-1, 0] -> -1;
+// in [0, 1) -> 1; above high -> high.
+inline double rescale_amplitude(double v, double m, double scale, double low, double high)
+{
+    if (v > -1e-6 && v < 1e-6) return v;
+    double w = (v + m) * scale + low;
+    if (w < low) w = low;
+    if (w > -1.0 && w <= 0.0) w = -1.0;
+    if (w >= 0.0 && w < 1.0) w = 1.0;
+    if (w > high) w = high;
+    return w;
+}
+
+} // namespace Tolmar
