@@ -3,6 +3,7 @@
 
 // Foundation (TolmarUtilLow)
 #include "foundation/BrickGrid.h"
+#include "foundation/CompressedIndex.h"
 #include "foundation/HResultCheck.h"
 #include "foundation/Histogram.h"
 #include "foundation/IMessageBox.h"
