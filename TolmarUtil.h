@@ -18,6 +18,7 @@
 #include "foundation/SimpleTimer.h"
 #include "foundation/Stopwatch.h"
 #include "foundation/StreamerBase.h"
+#include "foundation/StreamerIndexedSEGY3DReader.h"
 #include "foundation/StreamerManager.h"
 #include "foundation/StreamerThread.h"
 #include "foundation/StreamKeys.h"

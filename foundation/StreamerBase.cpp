@@ -3,6 +3,7 @@
 #include <chrono>
 #include <thread>
 
+#include "foundation/StreamerIndexedSEGY3DReader.h"
 #include "foundation/StreamerManager.h"
 
 namespace Tolmar {
@@ -18,6 +19,18 @@ StreamerManager& StreamerManager::get_instance()
 {
     static StreamerManager manager;
     return manager;
+}
+
+std::shared_ptr<StreamerIndexedSEGY3DReader> StreamerManager::open_indexed_segy3d_reader(std::string const& segyPath,
+                                                                                        std::string const& indexPath)
+{
+    return Tolmar::open_indexed_segy3d_reader(segyPath, indexPath);
+}
+
+std::shared_ptr<StreamerIndexedSEGY3DReader> StreamerManager::open_indexed_segy3d_reader(std::string const& segyPath,
+                                                                                        CompressedIndex const& index)
+{
+    return Tolmar::open_indexed_segy3d_reader(segyPath, index);
 }
 
 } // namespace Tolmar

@@ -3,14 +3,24 @@
 // it and run on its thread until their last user lets go.
 
 #include <memory>
+#include <string>
 
 #include "foundation/StreamerThread.h"
 
 namespace Tolmar {
 
+class CompressedIndex;
+class StreamerIndexedSEGY3DReader;
+
 class StreamerManager {
 public:
     static StreamerManager& get_instance();
+
+    // Readers start on the streaming thread; null when the files cannot be opened.
+    std::shared_ptr<StreamerIndexedSEGY3DReader> open_indexed_segy3d_reader(std::string const& segyPath,
+                                                                            std::string const& indexPath);
+    std::shared_ptr<StreamerIndexedSEGY3DReader> open_indexed_segy3d_reader(std::string const& segyPath,
+                                                                            CompressedIndex const& index);
 
     // Runs the streamer's process() on the streaming thread while it lives.
     void add_streamer(std::shared_ptr<StreamerBase> const& streamer) { thread_.add(streamer); }
