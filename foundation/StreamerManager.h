@@ -10,6 +10,8 @@
 namespace Tolmar {
 
 class CompressedIndex;
+class Streamer3DGridLowLevelWriter;
+class Streamer3DGridReader;
 class StreamerIndexedSEGY3DReader;
 
 class StreamerManager {
@@ -17,10 +19,12 @@ public:
     static StreamerManager& get_instance();
 
     // Readers start on the streaming thread; null when the files cannot be opened.
+    std::shared_ptr<Streamer3DGridReader> open_3dgrid_reader(std::string const& path);
     std::shared_ptr<StreamerIndexedSEGY3DReader> open_indexed_segy3d_reader(std::string const& segyPath,
                                                                             std::string const& indexPath);
     std::shared_ptr<StreamerIndexedSEGY3DReader> open_indexed_segy3d_reader(std::string const& segyPath,
                                                                             CompressedIndex const& index);
+    std::shared_ptr<Streamer3DGridLowLevelWriter> open_grid3d_low_level_writer();
 
     // Runs the streamer's process() on the streaming thread while it lives.
     void add_streamer(std::shared_ptr<StreamerBase> const& streamer) { thread_.add(streamer); }

@@ -1,0 +1,353 @@
+#include "foundation/Streamer3DGridBase.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <xxhash.h>
+#include <zstd.h>
+
+namespace Tolmar {
+
+// Numbers go to the file as they stand in memory.
+static_assert(std::endian::native == std::endian::little, "the brick file is little-endian");
+
+namespace {
+
+// zstd's fast end: bricks are written while a survey is scanned and read
+// while it is drawn, so speed matters more than the last few percent.
+constexpr int kZstdLevel = 1;
+
+template <class T>
+void put(unsigned char*& p, T v)
+{
+    std::memcpy(p, &v, sizeof v);
+    p += sizeof v;
+}
+
+template <class T>
+T get(unsigned char const*& p)
+{
+    T v;
+    std::memcpy(&v, p, sizeof v);
+    p += sizeof v;
+    return v;
+}
+
+// A value of the element type, clamped to its range: the 64-bit limits do
+// not survive a trip through a double.
+template <class T>
+T to_element(double v)
+{
+    if constexpr (std::numeric_limits<T>::is_integer) {
+        if (std::isnan(v)) return T(0);
+        if (v >= static_cast<double>(std::numeric_limits<T>::max())) return std::numeric_limits<T>::max();
+        if (v <= static_cast<double>(std::numeric_limits<T>::lowest())) return std::numeric_limits<T>::lowest();
+        return static_cast<T>(v);
+    } else {
+        return static_cast<T>(v);
+    }
+}
+
+template <class T>
+void fill(std::vector<char>& data, double value)
+{
+    T const v = to_element<T>(value);
+    std::size_t const n = data.size() / sizeof(T);
+    for (std::size_t i = 0; i < n; ++i) std::memcpy(data.data() + i * sizeof(T), &v, sizeof v);
+}
+
+// One compression and one decompression context per thread, kept for the
+// thread's life: making them costs more than a small brick's compression.
+struct ZstdContexts {
+    ZSTD_CCtx* c = nullptr;
+    ZSTD_DCtx* d = nullptr;
+    std::vector<char> planes;
+    ~ZstdContexts()
+    {
+        ZSTD_freeCCtx(c);
+        ZSTD_freeDCtx(d);
+    }
+};
+
+ZstdContexts& contexts()
+{
+    thread_local ZstdContexts z;
+    return z;
+}
+
+} // namespace
+
+double Streamer3DGridBase::default_undef_value(Info3DGrid::eDataType type)
+{
+    switch (type) {
+    case Info3DGrid::BIT1: return 1;
+    case Info3DGrid::INT8: return std::numeric_limits<std::int8_t>::max();
+    case Info3DGrid::UINT8: return std::numeric_limits<std::uint8_t>::max();
+    case Info3DGrid::INT16: return std::numeric_limits<std::int16_t>::max();
+    case Info3DGrid::UINT16: return std::numeric_limits<std::uint16_t>::max();
+    case Info3DGrid::INT32: return std::numeric_limits<std::int32_t>::max();
+    case Info3DGrid::UINT32: return std::numeric_limits<std::uint32_t>::max();
+    case Info3DGrid::INT64: return static_cast<double>(std::numeric_limits<std::int64_t>::max());
+    case Info3DGrid::UINT64: return static_cast<double>(std::numeric_limits<std::uint64_t>::max());
+    case Info3DGrid::FLOAT: return std::numeric_limits<float>::max();
+    case Info3DGrid::DOUBLE: return std::numeric_limits<double>::max();
+    }
+    return 0;
+}
+
+bool Streamer3DGridBase::is_supported_type(Info3DGrid::eDataType type)
+{
+    return Info3DGrid::is_valid(type) && type != Info3DGrid::BIT1 && type != Info3DGrid::INT64 &&
+           type != Info3DGrid::UINT64;
+}
+
+void Streamer3DGridBase::fill_brick_data_with_undef_values(Brick& brick) const
+{
+    brick.data.assign(brickBytes_, 0);
+    switch (type_) {
+    case Info3DGrid::BIT1: std::fill(brick.data.begin(), brick.data.end(), static_cast<char>(0xFF)); break;
+    case Info3DGrid::INT8: fill<std::int8_t>(brick.data, undef_); break;
+    case Info3DGrid::UINT8: fill<std::uint8_t>(brick.data, undef_); break;
+    case Info3DGrid::INT16: fill<std::int16_t>(brick.data, undef_); break;
+    case Info3DGrid::UINT16: fill<std::uint16_t>(brick.data, undef_); break;
+    case Info3DGrid::INT32: fill<std::int32_t>(brick.data, undef_); break;
+    case Info3DGrid::UINT32: fill<std::uint32_t>(brick.data, undef_); break;
+    case Info3DGrid::INT64: fill<std::int64_t>(brick.data, undef_); break;
+    case Info3DGrid::UINT64: fill<std::uint64_t>(brick.data, undef_); break;
+    case Info3DGrid::FLOAT: fill<float>(brick.data, undef_); break;
+    case Info3DGrid::DOUBLE: fill<double>(brick.data, undef_); break;
+    }
+}
+
+bool Streamer3DGridBase::set_up(vec<unsigned, 3> const& totalSize, Info3DGrid::eDataType type, unsigned brickSize,
+                                unsigned border, double minValue, double maxValue, double undefValue)
+{
+    BrickGrid grid(totalSize, brickSize, border);
+    if (!grid.valid()) return false;
+    // Ids are 32-bit within a level; the coarser levels hold fewer bricks.
+    auto const& c = grid.counts(0);
+    unsigned long long finest = 0;
+    if (__builtin_mul_overflow(static_cast<unsigned long long>(c[0]), c[1], &finest) ||
+        __builtin_mul_overflow(finest, static_cast<unsigned long long>(c[2]), &finest) || finest >= BrickGrid::kNoBrick)
+        return false;
+    std::vector<std::uint64_t> starts{0};
+    for (unsigned l = 0; l < grid.num_levels(); ++l) starts.push_back(starts.back() + grid.bricks_in_level(l));
+    grid_ = grid;
+    levelStart_ = std::move(starts);
+    type_ = type;
+    min_ = minValue;
+    max_ = maxValue;
+    undef_ = undefValue;
+    brickBytes_ = static_cast<std::size_t>(
+        Info3DGrid::bytes_for(type, static_cast<unsigned long long>(brickSize) * brickSize * brickSize));
+    return true;
+}
+
+// ---- header and table -------------------------------------------------------
+
+std::vector<unsigned char> Streamer3DGridBase::encode_header(std::uint64_t histogramOffset,
+                                                             std::uint64_t histogramBins) const
+{
+    std::size_t const n = header_bytes();
+    std::vector<unsigned char> out(n + kSumBytes);
+    unsigned char* p = out.data();
+    std::memcpy(p, kMagic, sizeof kMagic);
+    p += sizeof kMagic;
+    put(p, kVersion);
+    put(p, static_cast<std::uint32_t>(n));
+    put(p, static_cast<std::uint32_t>(type_));
+    put(p, static_cast<std::uint32_t>(grid_.brick_size()));
+    put(p, static_cast<std::uint32_t>(grid_.border()));
+    for (int a = 0; a < 3; ++a) put(p, static_cast<std::uint32_t>(grid_.total_size()[a]));
+    put(p, min_);
+    put(p, max_);
+    put(p, undef_);
+    put(p, total_bricks());
+    put(p, histogramOffset);
+    put(p, histogramBins);
+    put(p, static_cast<std::uint32_t>(info.type));
+    for (int a = 0; a < 3; ++a) put(p, static_cast<std::int32_t>(info.inlineRange[a]));
+    for (int a = 0; a < 3; ++a) put(p, static_cast<std::int32_t>(info.crosslineRange[a]));
+    for (double v : {info.zStart, info.zStop, info.zStep}) put(p, v);
+    put(p, info.minValue);
+    put(p, info.maxValue);
+    for (double v : {info.xInl, info.xCrl, info.x0, info.yInl, info.yCrl, info.y0}) put(p, v);
+    put(p, static_cast<std::uint32_t>(grid_.num_levels()));
+    for (auto const& c : grid_.level_counts())
+        for (int a = 0; a < 3; ++a) put(p, static_cast<std::uint32_t>(c[a]));
+    put(p, static_cast<std::uint32_t>(info.name.size()));
+    std::memcpy(p, info.name.data(), info.name.size());
+    p += info.name.size();
+    put(p, static_cast<std::uint64_t>(XXH64(out.data(), n, 0)));
+    return out;
+}
+
+bool Streamer3DGridBase::decode_header(unsigned char const* p, std::size_t n, std::uint64_t& histogramOffset,
+                                       std::uint64_t& histogramBins, char const*& why)
+{
+    why = "has an inconsistent header";
+    if (n < kFixedHeaderBytes) return false;
+    unsigned char const* const end = p + n;
+    p += kPreambleBytes; // magic, version and length were checked by the caller
+    auto const type = get<std::uint32_t>(p);
+    auto const brickSize = get<std::uint32_t>(p);
+    auto const border = get<std::uint32_t>(p);
+    vec<unsigned, 3> total;
+    for (int a = 0; a < 3; ++a) total[a] = get<std::uint32_t>(p);
+    double const minValue = get<double>(p), maxValue = get<double>(p), undefValue = get<double>(p);
+    auto const bricks = get<std::uint64_t>(p);
+    histogramOffset = get<std::uint64_t>(p);
+    histogramBins = get<std::uint64_t>(p);
+    SEGYCubeInfo cube;
+    auto const cubeType = get<std::uint32_t>(p);
+    for (int a = 0; a < 3; ++a) cube.inlineRange[a] = get<std::int32_t>(p);
+    for (int a = 0; a < 3; ++a) cube.crosslineRange[a] = get<std::int32_t>(p);
+    cube.zStart = get<double>(p);
+    cube.zStop = get<double>(p);
+    cube.zStep = get<double>(p);
+    cube.minValue = get<float>(p);
+    cube.maxValue = get<float>(p);
+    for (double* v : {&cube.xInl, &cube.xCrl, &cube.x0, &cube.yInl, &cube.yCrl, &cube.y0}) *v = get<double>(p);
+    auto const levels = get<std::uint32_t>(p);
+
+    if (!Info3DGrid::is_valid(static_cast<int>(type)) ||
+        !is_supported_type(static_cast<Info3DGrid::eDataType>(type))) {
+        why = "has an element type this program cannot read";
+        return false;
+    }
+    if (!Info3DGrid::is_valid(static_cast<int>(cubeType)) || brickSize > kMaxBrickSize) return false;
+    cube.type = static_cast<Info3DGrid::eDataType>(cubeType);
+    // The grid follows from the sizes; the stored counts must agree with it.
+    if (!set_up(total, static_cast<Info3DGrid::eDataType>(type), brickSize, border, minValue, maxValue, undefValue))
+        return false;
+    if (levels != grid_.num_levels() || static_cast<std::size_t>(end - p) < 12 * std::size_t(levels) + 4) return false;
+    for (auto const& c : grid_.level_counts())
+        for (int a = 0; a < 3; ++a)
+            if (get<std::uint32_t>(p) != c[a]) return false;
+    auto const nameBytes = get<std::uint32_t>(p);
+    if (nameBytes != static_cast<std::size_t>(end - p) || bricks != total_bricks()) return false;
+    cube.name.assign(reinterpret_cast<char const*>(p), nameBytes);
+    info = std::move(cube);
+    return true;
+}
+
+void Streamer3DGridBase::encode_entry(TableEntry const& e, unsigned char* p)
+{
+    put(p, e.offset);
+    put(p, e.size);
+    put(p, e.encoding);
+    put(p, std::uint8_t(0));
+    put(p, std::uint16_t(0));
+    put(p, e.checksum);
+}
+
+Streamer3DGridBase::TableEntry Streamer3DGridBase::decode_entry(unsigned char const* p)
+{
+    TableEntry e;
+    e.offset = get<std::uint64_t>(p);
+    e.size = get<std::uint32_t>(p);
+    e.encoding = get<std::uint8_t>(p);
+    p += 3;
+    e.checksum = get<std::uint64_t>(p);
+    return e;
+}
+
+// ---- brick encoding ---------------------------------------------------------
+//
+// Seismic amplitudes change slowly from sample to sample. Each element is
+// replaced by its difference from the sample before (of the bit patterns, as
+// unsigned integers that wrap, so that floats come back exactly), and the
+// differences' bytes are grouped by position: their high bytes are then
+// mostly alike, which zstd finds, where on interleaved bytes it barely
+// compresses floats.
+
+namespace {
+
+template <class U>
+void to_delta_planes(char const* data, std::size_t n, unsigned row, char* planes)
+{
+    for (std::size_t r = 0; r < n; r += row) {
+        U prev = 0;
+        for (std::size_t e = r; e < r + row; ++e) {
+            U cur;
+            std::memcpy(&cur, data + e * sizeof(U), sizeof cur);
+            U const d = static_cast<U>(cur - prev);
+            prev = cur;
+            for (unsigned b = 0; b < sizeof(U); ++b) planes[b * n + e] = static_cast<char>(d >> (8 * b));
+        }
+    }
+}
+
+template <class U>
+void from_delta_planes(char const* planes, std::size_t n, unsigned row, char* data)
+{
+    auto const* p = reinterpret_cast<unsigned char const*>(planes);
+    for (std::size_t r = 0; r < n; r += row) {
+        U prev = 0;
+        for (std::size_t e = r; e < r + row; ++e) {
+            U d = 0;
+            for (unsigned b = 0; b < sizeof(U); ++b) d = static_cast<U>(d | static_cast<U>(p[b * n + e]) << (8 * b));
+            prev = static_cast<U>(prev + d);
+            std::memcpy(data + e * sizeof(U), &prev, sizeof prev);
+        }
+    }
+}
+
+} // namespace
+
+void Streamer3DGridBase::encode_brick(std::vector<char> const& data, std::vector<char>& stored,
+                                      std::uint8_t& encoding) const
+{
+    auto& z = contexts();
+    if (!z.c) z.c = ZSTD_createCCtx();
+    unsigned const size = element_bytes(), row = grid_.brick_size();
+    std::size_t const n = data.size() / size;
+    z.planes.resize(data.size());
+    switch (size) {
+    case 1: to_delta_planes<std::uint8_t>(data.data(), n, row, z.planes.data()); break;
+    case 2: to_delta_planes<std::uint16_t>(data.data(), n, row, z.planes.data()); break;
+    case 4: to_delta_planes<std::uint32_t>(data.data(), n, row, z.planes.data()); break;
+    default: to_delta_planes<std::uint64_t>(data.data(), n, row, z.planes.data()); break;
+    }
+    stored.resize(ZSTD_compressBound(data.size()));
+    std::size_t const r =
+        z.c ? ZSTD_compressCCtx(z.c, stored.data(), stored.size(), z.planes.data(), data.size(), kZstdLevel) : 0;
+    if (z.c && !ZSTD_isError(r) && r < data.size()) {
+        stored.resize(r);
+        encoding = kZstdDeltaPlanes;
+    } else {
+        stored.assign(data.begin(), data.end());
+        encoding = kRaw;
+    }
+}
+
+bool Streamer3DGridBase::decode_brick(char const* stored, std::size_t size, std::uint8_t encoding,
+                                      std::vector<char>& data) const
+{
+    if (encoding == kRaw) {
+        if (size != brickBytes_) return false;
+        data.assign(stored, stored + size);
+        return true;
+    }
+    if (encoding != kZstdDeltaPlanes) return false;
+    auto& z = contexts();
+    if (!z.d) z.d = ZSTD_createDCtx();
+    if (!z.d) return false;
+    z.planes.resize(brickBytes_);
+    std::size_t const r = ZSTD_decompressDCtx(z.d, z.planes.data(), brickBytes_, stored, size);
+    if (ZSTD_isError(r) || r != brickBytes_) return false;
+    unsigned const bytes = element_bytes(), row = grid_.brick_size();
+    std::size_t const n = brickBytes_ / bytes;
+    data.resize(brickBytes_);
+    switch (bytes) {
+    case 1: from_delta_planes<std::uint8_t>(z.planes.data(), n, row, data.data()); break;
+    case 2: from_delta_planes<std::uint16_t>(z.planes.data(), n, row, data.data()); break;
+    case 4: from_delta_planes<std::uint32_t>(z.planes.data(), n, row, data.data()); break;
+    default: from_delta_planes<std::uint64_t>(z.planes.data(), n, row, data.data()); break;
+    }
+    return true;
+}
+
+} // namespace Tolmar
