@@ -33,6 +33,7 @@
 #include "foundation/rescale.h"
 #include "foundation/sample_decode.h"
 #include "foundation/scale_and_color.h"
+#include "foundation/slices.h"
 #include "foundation/vec.h"
 #include "platform/debug_stream.h"
 #include "platform/last_error.h"
