@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <map>
 
 #include "foundation/Streamer3DGridReader.h"
 
@@ -68,28 +67,36 @@ bool extract(Streamer3DGridReader& r, Box b, int const order[3], std::vector<flo
                 keys.push_back(BrickKey{0, r.pos2id(static_cast<unsigned>(x), static_cast<unsigned>(y), static_cast<unsigned>(z), 0)});
     std::vector<Brick> bricks;
     if (!r.get_bricks_blocking(keys, bricks)) return false;
-    std::map<BrickKey, Brick const*> byKey;
-    for (auto const& brick : bricks) byKey[brick] = &brick;
 
     int const n[3] = {b.hi[0] - b.lo[0] + 1, b.hi[1] - b.lo[1] + 1, b.hi[2] - b.lo[2] + 1};
     out.assign(static_cast<std::size_t>(n[0]) * n[1] * n[2], static_cast<float>(r.get_undef_value()));
     int const o0 = order[0], o1 = order[1], o2 = order[2];
+    std::size_t stride[3];
+    stride[o0] = 1;
+    stride[o1] = static_cast<std::size_t>(n[o0]);
+    stride[o2] = static_cast<std::size_t>(n[o0]) * n[o1];
     auto const type = r.get_type();
-    int idx[3];
-    for (idx[2] = b.lo[2]; idx[2] <= b.hi[2]; ++idx[2])
-        for (idx[1] = b.lo[1]; idx[1] <= b.hi[1]; ++idx[1]) {
-            for (idx[0] = b.lo[0]; idx[0] <= b.hi[0]; ++idx[0]) {
-                BrickKey const key{0, r.pos2id(static_cast<unsigned>(idx[0] / core), static_cast<unsigned>(idx[1] / core),
-                                               static_cast<unsigned>(idx[2] / core), 0)};
-                auto const it = byKey.find(key);
-                if (it == byKey.end() || it->second->data.empty()) continue;
-                int const k = idx[0] % core + border, j = idx[1] % core + border, i = idx[2] % core + border;
-                float const v = element(it->second->data, (static_cast<std::size_t>(i) * bs + j) * bs + k, type);
-                std::size_t const at = (static_cast<std::size_t>(idx[o2] - b.lo[o2]) * n[o1] + (idx[o1] - b.lo[o1])) * n[o0] +
-                                       (idx[o0] - b.lo[o0]);
-                out[at] = v;
-            }
+    // Brick by brick: the part of the box inside each brick's core.
+    for (auto const& brick : bricks) {
+        if (brick.data.empty()) continue; // undefined: stays the undefined value
+        auto const pos = r.id2pos(brick);
+        int lo[3], hi[3];
+        for (int a = 0; a < 3; ++a) {
+            lo[a] = std::max(b.lo[a], static_cast<int>(pos[a]) * core);
+            hi[a] = std::min(b.hi[a], static_cast<int>(pos[a] + 1) * core - 1);
         }
+        for (int z = lo[2]; z <= hi[2]; ++z)
+            for (int y = lo[1]; y <= hi[1]; ++y) {
+                std::size_t const src = (static_cast<std::size_t>(z - static_cast<int>(pos[2]) * core + border) * bs +
+                                         static_cast<std::size_t>(y - static_cast<int>(pos[1]) * core + border)) * bs +
+                                        static_cast<std::size_t>(border - static_cast<int>(pos[0]) * core);
+                std::size_t const dst = static_cast<std::size_t>(z - b.lo[2]) * stride[2] +
+                                        static_cast<std::size_t>(y - b.lo[1]) * stride[1];
+                for (int x = lo[0]; x <= hi[0]; ++x)
+                    out[dst + static_cast<std::size_t>(x - b.lo[0]) * stride[0]] =
+                        element(brick.data, src + static_cast<std::size_t>(x), type);
+            }
+    }
     size.set(n[o0], n[o1]);
     return true;
 }
