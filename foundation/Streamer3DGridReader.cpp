@@ -175,11 +175,20 @@ void Streamer3DGridReader::get_bricks_if_loaded(std::vector<BrickKey> const& key
         auto const it = cache_.find(key);
         if (it == cache_.end()) continue;
         lru_.splice(lru_.begin(), lru_, it->second.lru);
-        out.push_back(make_brick(key, it->second.data));
+        out.push_back(make_brick(key, *it->second.data));
     }
 }
 
 bool Streamer3DGridReader::get_bricks_blocking(std::vector<BrickKey> const& keys, std::vector<Brick>& out)
+{
+    std::vector<BrickView> views;
+    bool const ok = get_brick_views_blocking(keys, views);
+    // Copied outside the lock, so the streaming thread is not held up.
+    for (auto const& v : views) out.push_back(v.data ? make_brick(v.key, *v.data) : make_brick(v.key, {}));
+    return ok;
+}
+
+bool Streamer3DGridReader::get_brick_views_blocking(std::vector<BrickKey> const& keys, std::vector<BrickView>& out)
 {
     Waiter waiter;
     waiter.out = &out;
@@ -188,12 +197,12 @@ bool Streamer3DGridReader::get_bricks_blocking(std::vector<BrickKey> const& keys
         BrickKey const key{k.level, k.id};
         if (!contains(key)) continue;
         if (table_[table_index(key)].undefined()) {
-            out.push_back(make_brick(key, {}));
+            out.push_back(BrickView{key, nullptr});
             continue;
         }
         if (auto const it = cache_.find(key); it != cache_.end()) {
             lru_.splice(lru_.begin(), lru_, it->second.lru);
-            out.push_back(make_brick(key, it->second.data));
+            out.push_back(BrickView{key, it->second.data});
         } else if (failed_.count(key)) {
             waiter.failed = true;
         } else if (waiter.pending.insert(key).second && queued_.insert(key).second) {
@@ -233,7 +242,7 @@ void Streamer3DGridReader::trim_cache()
 {
     while (cacheBytes_ > cacheLimit_ && !lru_.empty()) {
         auto const it = cache_.find(lru_.back());
-        cacheBytes_ -= it->second.data.size();
+        cacheBytes_ -= it->second.data->size();
         cache_.erase(it);
         lru_.pop_back();
     }
@@ -278,12 +287,14 @@ bool Streamer3DGridReader::read_brick(BrickKey const& key, std::vector<char>& da
 
 void Streamer3DGridReader::deliver(BrickKey const& key, std::vector<char>* data)
 {
+    std::shared_ptr<std::vector<char> const> shared;
+    if (data) shared = std::make_shared<std::vector<char> const>(std::move(*data));
     for (Waiter* w : waiters_) {
         if (!w->pending.erase(key)) continue;
-        if (data) w->out->push_back(make_brick(key, *data));
+        if (shared) w->out->push_back(BrickView{key, shared});
         else w->failed = true;
     }
-    if (!data) {
+    if (!shared) {
         failed_.insert(key);
         return;
     }
@@ -293,10 +304,10 @@ void Streamer3DGridReader::deliver(BrickKey const& key, std::vector<char>* data)
         it->second.lru = lru_.begin();
     } else {
         lru_.splice(lru_.begin(), lru_, it->second.lru);
-        cacheBytes_ -= it->second.data.size();
+        cacheBytes_ -= it->second.data->size();
     }
-    cacheBytes_ += data->size();
-    it->second.data = std::move(*data);
+    cacheBytes_ += shared->size();
+    it->second.data = std::move(shared);
     trim_cache();
 }
 

@@ -47,6 +47,16 @@ public:
     // paused it waits for the resumption; it must not be called on the
     // streaming thread, which does the reading.
     bool get_bricks_blocking(std::vector<BrickKey> const& keys, std::vector<Brick>& out);
+
+    // A decoded brick shared with the cache instead of copied; null data
+    // marks an undefined brick. The data never changes once made.
+    struct BrickView {
+        BrickKey key;
+        std::shared_ptr<std::vector<char> const> data;
+    };
+    // As get_bricks_blocking, without copying the bricks: for readers of a
+    // few elements out of many bricks, such as the slice functions.
+    bool get_brick_views_blocking(std::vector<BrickKey> const& keys, std::vector<BrickView>& out);
     // From the offset table; false for keys outside the grid.
     bool is_undef_brick(BrickKey const& key) const;
 
@@ -75,11 +85,11 @@ private:
     // A caller of get_bricks_blocking, waiting for its keys.
     struct Waiter {
         std::set<BrickKey> pending;
-        std::vector<Brick>* out;
+        std::vector<BrickView>* out;
         bool failed = false;
     };
     struct Cached {
-        std::vector<char> data;
+        std::shared_ptr<std::vector<char> const> data;
         std::list<BrickKey>::iterator lru;
     };
 

@@ -65,8 +65,8 @@ bool extract(Streamer3DGridReader& r, Box b, int const order[3], std::vector<flo
         for (int y = b.lo[1] / core; y <= b.hi[1] / core; ++y)
             for (int x = b.lo[0] / core; x <= b.hi[0] / core; ++x)
                 keys.push_back(BrickKey{0, r.pos2id(static_cast<unsigned>(x), static_cast<unsigned>(y), static_cast<unsigned>(z), 0)});
-    std::vector<Brick> bricks;
-    if (!r.get_bricks_blocking(keys, bricks)) return false;
+    std::vector<Streamer3DGridReader::BrickView> bricks;
+    if (!r.get_brick_views_blocking(keys, bricks)) return false;
 
     int const n[3] = {b.hi[0] - b.lo[0] + 1, b.hi[1] - b.lo[1] + 1, b.hi[2] - b.lo[2] + 1};
     out.assign(static_cast<std::size_t>(n[0]) * n[1] * n[2], static_cast<float>(r.get_undef_value()));
@@ -78,8 +78,8 @@ bool extract(Streamer3DGridReader& r, Box b, int const order[3], std::vector<flo
     auto const type = r.get_type();
     // Brick by brick: the part of the box inside each brick's core.
     for (auto const& brick : bricks) {
-        if (brick.data.empty()) continue; // undefined: stays the undefined value
-        auto const pos = r.id2pos(brick);
+        if (!brick.data || brick.data->empty()) continue; // undefined: stays the undefined value
+        auto const pos = r.id2pos(brick.key);
         int lo[3], hi[3];
         for (int a = 0; a < 3; ++a) {
             lo[a] = std::max(b.lo[a], static_cast<int>(pos[a]) * core);
@@ -94,7 +94,7 @@ bool extract(Streamer3DGridReader& r, Box b, int const order[3], std::vector<flo
                                         static_cast<std::size_t>(y - b.lo[1]) * stride[1];
                 for (int x = lo[0]; x <= hi[0]; ++x)
                     out[dst + static_cast<std::size_t>(x - b.lo[0]) * stride[0]] =
-                        element(brick.data, src + static_cast<std::size_t>(x), type);
+                        element(*brick.data, src + static_cast<std::size_t>(x), type);
             }
     }
     size.set(n[o0], n[o1]);
