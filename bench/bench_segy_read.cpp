@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench_data.h"
 #include "platform/mapped_file.h"
 #include "segy/SEGYreader.h"
 #include "segy/SEGYwriter.h"
@@ -34,7 +35,6 @@ constexpr SEGYreader::Type kTypes[SEGYreader::SlotCount] = {
 
 bool makeSurvey(std::string const& path)
 {
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     Tolmar::SEGYwriter w;
     w.setFormat(1);
     w.setIbmFloat(true);
@@ -125,14 +125,6 @@ void BM_ReadEveryTraceTwoThreads(benchmark::State& state)
 }
 BENCHMARK(BM_ReadEveryTraceTwoThreads)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-bool takeFlag(char const* arg, char const* name, std::string& value)
-{
-    std::size_t const n = std::strlen(name);
-    if (std::strncmp(arg, name, n) != 0 || arg[n] != '=') return false;
-    value = arg + n + 1;
-    return true;
-}
-
 } // namespace
 
 int main(int argc, char** argv)
@@ -140,22 +132,11 @@ int main(int argc, char** argv)
     std::vector<char*> rest;
     for (int i = 0; i < argc; ++i) {
         std::string v;
-        if (takeFlag(argv[i], "--survey", v)) gSurvey = v;
-        else if (takeFlag(argv[i], "--inlines", v)) gInlines = std::stoi(v);
-        else if (takeFlag(argv[i], "--crosslines", v)) gCrosslines = std::stoi(v);
-        else if (takeFlag(argv[i], "--samples", v)) gSamples = std::stoi(v);
+        if (tolmar_bench::take_flag(argv[i], "--survey", v)) gSurvey = v;
+        else if (tolmar_bench::take_flag(argv[i], "--inlines", v)) gInlines = std::stoi(v);
+        else if (tolmar_bench::take_flag(argv[i], "--crosslines", v)) gCrosslines = std::stoi(v);
+        else if (tolmar_bench::take_flag(argv[i], "--samples", v)) gSamples = std::stoi(v);
         else rest.push_back(argv[i]);
     }
-    if (!std::filesystem::exists(gSurvey)) {
-        std::cerr << "bench_segy_read: writing " << gSurvey << "\n";
-        if (!makeSurvey(gSurvey)) {
-            std::cerr << "bench_segy_read: cannot write " << gSurvey << "\n";
-            return 1;
-        }
-    }
-    int n = static_cast<int>(rest.size());
-    benchmark::Initialize(&n, rest.data());
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return tolmar_bench::run_with_data("bench_segy_read", gSurvey, makeSurvey, rest);
 }

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_data.h"
 #include "foundation/Streamer3DGridLowLevelWriter.h"
 #include "foundation/Streamer3DGridReader.h"
 #include "foundation/slices.h"
@@ -33,7 +34,6 @@ float smooth(int k, int j, int i)
 
 bool makeCube(std::string const& path)
 {
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     Tolmar::SEGYCubeInfo info;
     info.name = "bench";
     info.inlineRange = vec<int, 3>{{1, 300, 1}};
@@ -175,19 +175,9 @@ int main(int argc, char** argv)
 {
     std::vector<char*> rest;
     for (int i = 0; i < argc; ++i) {
-        if (std::strncmp(argv[i], "--cube=", 7) == 0) gCube = argv[i] + 7;
+        std::string v;
+        if (tolmar_bench::take_flag(argv[i], "--cube", v)) gCube = v;
         else rest.push_back(argv[i]);
     }
-    if (!std::filesystem::exists(gCube)) {
-        std::cerr << "bench_streaming: writing " << gCube << "\n";
-        if (!makeCube(gCube)) {
-            std::cerr << "bench_streaming: cannot write " << gCube << "\n";
-            return 1;
-        }
-    }
-    int n = static_cast<int>(rest.size());
-    benchmark::Initialize(&n, rest.data());
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return tolmar_bench::run_with_data("bench_streaming", gCube, makeCube, rest);
 }

@@ -15,12 +15,15 @@
 #include <thread>
 #include <xxhash.h>
 
+#include "wait_for.h"
 #include "debug_capture.h"
 #include "foundation/Streamer3DGridLowLevelWriter.h"
 #include "foundation/Streamer3DGridReader.h"
 #include "segy_test_util.h"
 
 namespace {
+
+using tolmar_test::waitFor;
 
 using namespace std::chrono_literals;
 using Tolmar::Brick;
@@ -32,16 +35,6 @@ using tolmar_test::DebugCapture;
 using tolmar_test::ScratchDir;
 
 constexpr unsigned kBs = 36, kBorder = 2, kCore = 32;
-
-bool waitFor(auto&& condition, std::chrono::milliseconds limit = 10000ms)
-{
-    auto const end = std::chrono::steady_clock::now() + limit;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(1ms);
-    }
-    return true;
-}
 
 template <class F>
 auto byType(Info3DGrid::eDataType type, F&& f)

@@ -12,12 +12,15 @@
 #include <set>
 #include <thread>
 
+#include "wait_for.h"
 #include "debug_capture.h"
 #include "foundation/StreamerIndexedSEGY3DReader.h"
 #include "foundation/StreamerManager.h"
 #include "segy_test_util.h"
 
 namespace {
+
+using tolmar_test::waitFor;
 
 using namespace std::chrono_literals;
 using Tolmar::open_indexed_segy3d_reader;
@@ -65,14 +68,6 @@ struct Files {
         }
     }
 };
-
-bool waitFor(auto&& condition)
-{
-    auto const end = std::chrono::steady_clock::now() + 10s;
-    for (; !condition(); std::this_thread::sleep_for(1ms))
-        if (std::chrono::steady_clock::now() > end) return false;
-    return true;
-}
 
 TEST(IndexedReader, OpensBothWaysAndReadsWhatWasWritten)
 {

@@ -8,9 +8,12 @@
 #include <thread>
 #include <vector>
 
+#include "wait_for.h"
 #include "foundation/StreamerManager.h"
 
 namespace {
+
+using tolmar_test::waitFor;
 
 using namespace std::chrono_literals;
 
@@ -54,16 +57,6 @@ private:
     int pending_ = 0;
     int answered_ = 0;
 };
-
-bool waitFor(auto&& condition, std::chrono::milliseconds limit = 5000ms)
-{
-    auto const end = std::chrono::steady_clock::now() + limit;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(1ms);
-    }
-    return true;
-}
 
 TEST(StreamerThread, RunsQueuedWorkInTheBackground)
 {
