@@ -11,19 +11,6 @@
 
 namespace Tolmar {
 
-namespace {
-
-template <typename I>
-double truncated_limit(double v)
-{
-    if (!(v == v)) return 0.0;
-    v = std::trunc(v);
-    return std::clamp(v, static_cast<double>(std::numeric_limits<I>::min()),
-                      static_cast<double>(std::numeric_limits<I>::max()));
-}
-
-} // namespace
-
 bool SEGY3D_read_trace(std::istream& stream, long long offset, IndexedSEGYHeader const& header,
                        std::vector<float>& out)
 {
@@ -63,16 +50,7 @@ bool SEGY3D_read_trace(std::istream& stream, long long offset, IndexedSEGYHeader
     out.resize(count);
     for (std::size_t i = 0; i < count; ++i) out[i] = all[i * stride];
 
-    if (header.sTransform) {
-        double lo = header.sMin, hi = header.sMax;
-        switch (coding) {
-        case SampleCoding::int32: lo = truncated_limit<std::int32_t>(lo); hi = truncated_limit<std::int32_t>(hi); break;
-        case SampleCoding::int16: lo = truncated_limit<std::int16_t>(lo); hi = truncated_limit<std::int16_t>(hi); break;
-        case SampleCoding::int8: lo = truncated_limit<std::int8_t>(lo); hi = truncated_limit<std::int8_t>(hi); break;
-        default: break;
-        }
-        clamp_samples(out.data(), out.size(), static_cast<float>(lo), static_cast<float>(hi));
-    }
+    if (header.sTransform) clamp_coded_samples(out.data(), out.size(), coding, header.sMin, header.sMax);
     if (header.rescale)
         for (float& v : out)
             v = static_cast<float>(rescale_amplitude(v, header.maxAbsAmplitude, header.scale, header.lowValue,

@@ -1,6 +1,9 @@
 #include "foundation/sample_decode.h"
 
+#include <algorithm>
 #include <bit>
+#include <cmath>
+#include <limits>
 #include <cstdint>
 #include <cstring>
 
@@ -180,6 +183,29 @@ void clamp_samples(float* values, std::size_t n, float lo, float hi)
         v = v < lo ? lo : v;
         values[i] = v > hi ? hi : v;
     }
+}
+
+namespace {
+
+template <typename I>
+double truncated_limit(double v)
+{
+    if (!(v == v)) return 0.0;
+    return std::clamp(std::trunc(v), static_cast<double>(std::numeric_limits<I>::min()),
+                      static_cast<double>(std::numeric_limits<I>::max()));
+}
+
+} // namespace
+
+void clamp_coded_samples(float* values, std::size_t n, SampleCoding coding, double lo, double hi)
+{
+    switch (coding) {
+    case SampleCoding::int32: lo = truncated_limit<std::int32_t>(lo); hi = truncated_limit<std::int32_t>(hi); break;
+    case SampleCoding::int16: lo = truncated_limit<std::int16_t>(lo); hi = truncated_limit<std::int16_t>(hi); break;
+    case SampleCoding::int8: lo = truncated_limit<std::int8_t>(lo); hi = truncated_limit<std::int8_t>(hi); break;
+    default: break;
+    }
+    clamp_samples(values, n, static_cast<float>(lo), static_cast<float>(hi));
 }
 
 } // namespace Tolmar

@@ -27,4 +27,9 @@ void update_min_max(float const* values, std::size_t n, float& lo, float& hi);
 // Clamps every value into [lo, hi].
 void clamp_samples(float* values, std::size_t n, float lo, float hi);
 
+// The clamp of SEG-Y samples: integer codings clamp to limits first
+// truncated to their own type (saturating), float codings to the limits as
+// given.
+void clamp_coded_samples(float* values, std::size_t n, SampleCoding coding, double lo, double hi);
+
 } // namespace Tolmar

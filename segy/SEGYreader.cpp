@@ -453,17 +453,7 @@ bool SEGYreader::readTrace(std::istream* s, SEGYtrace* trace, double first, doub
         dRange_.rawMax = std::max(dRange_.rawMax, static_cast<double>(hi));
     }
 
-    if (sTransform_) {
-        // Integer formats clamp to limits truncated to their own type.
-        double cl = sMin_, ch = sMax_;
-        switch (coding) {
-        case SampleCoding::int32: cl = truncate_to<std::int32_t>(cl); ch = truncate_to<std::int32_t>(ch); break;
-        case SampleCoding::int16: cl = truncate_to<std::int16_t>(cl); ch = truncate_to<std::int16_t>(ch); break;
-        case SampleCoding::int8: cl = truncate_to<std::int8_t>(cl); ch = truncate_to<std::int8_t>(ch); break;
-        default: break;
-        }
-        clamp_samples(sampleValues_.data(), count, static_cast<float>(cl), static_cast<float>(ch));
-    }
+    if (sTransform_) clamp_coded_samples(sampleValues_.data(), count, coding, sMin_, sMax_);
     trace->addSamples(sampleValues_.data(), count);
     return true;
 }

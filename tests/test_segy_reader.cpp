@@ -507,32 +507,4 @@ TEST(SEGYreader, TraceCounts)
     EXPECT_EQ(r.nTraces({dir.path("nope.sgy")}), 20);
 }
 
-TEST(SEGYreader, Positioning)
-{
-    ScratchDir dir;
-    Survey sv;
-    ASSERT_TRUE(writeSurvey(dir.path("p.sgy"), sv));
-    ReaderHarness r;
-    auto s = openAtTraces(r, dir.path("p.sgy"));
-    long long const traceLen = 240 + 4 * 50;
-    EXPECT_TRUE(r.skipTraceHeadersAndTraces(&s, 3));
-    EXPECT_EQ(s.tellg(), 3600 + 3 * traceLen);
-    r.skipTraceHeader(&s, false);
-    r.skipTrace(&s);
-    EXPECT_EQ(s.tellg(), 3600 + 4 * traceLen);
-    r.skipTraceHeader(&s, true);
-    EXPECT_EQ(s.tellg(), 3600 + 4 * traceLen - 240);
-    r.skipToLastTraceHeader(&s);
-    EXPECT_EQ(s.tellg(), 3600 + 19 * traceLen);
-    Header h = readHeader(r, s, sv.layout);
-    EXPECT_EQ(h.tsn, 20);
-    r.skipEBCDICheader(&s);
-    r.skipReelHeader(&s);
-    EXPECT_EQ(s.tellg(), 3600);
-    EXPECT_FALSE(r.skipTrace(nullptr));
-    EXPECT_FALSE(r.readReelHeader(nullptr));
-    EXPECT_FALSE(r.readTraceHeader(nullptr, sv.layout.types, sv.layout.positions, nullptr, nullptr, nullptr,
-                                   nullptr, nullptr, nullptr, nullptr, nullptr, nullptr));
-}
-
 } // namespace
