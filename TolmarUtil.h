@@ -45,5 +45,7 @@
 #include "segy/EBCDICconverter.h"
 #include "segy/SEGYcube.h"
 #include "segy/SEGYreader.h"
+#include "segy/SEGYreader3D.h"
 #include "segy/SEGYtrace.h"
 #include "segy/SEGYwriter.h"
+#include "segy/TraceRangeWorkers.h"

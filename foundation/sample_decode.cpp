@@ -151,6 +151,19 @@ bool has_avx2()
 #define TOLMAR_MINMAX_AVX2 1
 #endif
 
+void decode_picked(unsigned char const* trace, SamplePick const& pick, SampleCoding coding, bool littleEndian,
+                   std::vector<float>& out)
+{
+    auto const stride = static_cast<std::size_t>(pick.stride);
+    std::size_t const span = pick.count == 0 ? 0 : (pick.count - 1) * stride + 1;
+    out.resize(span);
+    decode_samples(trace + static_cast<std::size_t>(pick.begin) * sample_bytes(coding), out.data(), span, coding,
+                   littleEndian);
+    if (stride > 1)
+        for (std::size_t i = 0; i < pick.count; ++i) out[i] = out[i * stride];
+    out.resize(pick.count);
+}
+
 void update_min_max(float const* values, std::size_t n, float& lo, float& hi)
 {
 #ifdef TOLMAR_MINMAX_AVX2

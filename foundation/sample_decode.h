@@ -3,6 +3,7 @@
 // reader.
 
 #include <cstddef>
+#include <vector>
 
 namespace Tolmar {
 
@@ -19,6 +20,17 @@ bool sample_coding_for_format(int format, bool ibmFloat, SampleCoding& coding);
 // Decodes n packed samples stored in the given byte order. `in` need not be
 // aligned; out may not overlap it.
 void decode_samples(void const* in, float* out, std::size_t n, SampleCoding coding, bool littleEndian);
+
+// Every stride-th sample of a trace from index begin, count of them.
+struct SamplePick {
+    long long begin = 0;
+    long long stride = 0;
+    std::size_t count = 0;
+};
+
+// Decodes the picked samples of one trace's packed words into out (resized).
+void decode_picked(unsigned char const* trace, SamplePick const& pick, SampleCoding coding, bool littleEndian,
+                   std::vector<float>& out);
 
 // Lowers lo and raises hi to the smallest and largest of the n values; NaNs
 // are passed over.

@@ -31,6 +31,9 @@ public:
         return static_cast<std::size_t>(egptr() - gptr()) >= n ? gptr() : nullptr;
     }
     void consume(std::size_t n) { setg(eback(), gptr() + n, egptr()); }
+    // The whole mapping, for readers that pick bytes at known offsets from several threads.
+    char const* data() const { return eback(); }
+    std::size_t size() const { return size_; }
 
 protected:
     pos_type seekoff(off_type off, std::ios_base::seekdir dir, std::ios_base::openmode which) override;

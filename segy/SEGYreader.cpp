@@ -427,24 +427,10 @@ bool SEGYreader::readTrace(std::istream* s, SEGYtrace* trace, double first, doub
         raw = sampleBytes_.data();
     }
 
-    // Bounds in double: a hostile start or step must not overflow the index arithmetic.
-    double const ratio = sampleRate_ > 0.0 ? step / sampleRate_ : 0.0;
-    long long const stride = truncate_to<long long>(ratio);
-    if (stride <= 0 || !std::isfinite(first)) return true;
-    double start = std::trunc(first);
-    double const endD = std::min(start + static_cast<double>(stride) * std::max(0, trace->nSamples()),
-                                 static_cast<double>(n));
-    // Samples before the trace do not exist: start at the first index within it.
-    if (start < 0.0) start = std::max(0.0, start + std::ceil(-start / static_cast<double>(stride)) * static_cast<double>(stride));
-    if (!(start < endD)) return true;
-    long long const begin = static_cast<long long>(start), end = static_cast<long long>(endD);
-    std::size_t const count = static_cast<std::size_t>((end - begin - 1) / stride + 1);
-
-    sampleValues_.resize(static_cast<std::size_t>(stride == 1 ? count : end - begin));
-    decode_samples(raw + begin * width, sampleValues_.data(), sampleValues_.size(),
-                   coding, littleEndian_);
-    if (stride > 1)
-        for (std::size_t i = 0; i < count; ++i) sampleValues_[i] = sampleValues_[i * stride];
+    SamplePick const pick = pickSamples(first, step, trace->nSamples());
+    if (pick.count == 0) return true;
+    decode_picked(raw, pick, coding, littleEndian_, sampleValues_);
+    std::size_t const count = pick.count;
 
     float lo = std::numeric_limits<float>::infinity(), hi = -lo;
     update_min_max(sampleValues_.data(), count, lo, hi);
@@ -456,6 +442,27 @@ bool SEGYreader::readTrace(std::istream* s, SEGYtrace* trace, double first, doub
     if (sTransform_) clamp_coded_samples(sampleValues_.data(), count, coding, sMin_, sMax_);
     trace->addSamples(sampleValues_.data(), count);
     return true;
+}
+
+SamplePick SEGYreader::pickSamples(double first, double step, int wanted) const
+{
+    SamplePick pick;
+    long long const n = std::max(0, nSamples_);
+    // Bounds in double: a hostile start or step must not overflow the index arithmetic.
+    double const ratio = sampleRate_ > 0.0 ? step / sampleRate_ : 0.0;
+    long long const stride = truncate_to<long long>(ratio);
+    if (stride <= 0 || !std::isfinite(first)) return pick;
+    double start = std::trunc(first);
+    double const endD = std::min(start + static_cast<double>(stride) * std::max(0, wanted),
+                                 static_cast<double>(n));
+    // Samples before the trace do not exist: start at the first index within it.
+    if (start < 0.0) start = std::max(0.0, start + std::ceil(-start / static_cast<double>(stride)) * static_cast<double>(stride));
+    if (!(start < endD)) return pick;
+    long long const begin = static_cast<long long>(start), end = static_cast<long long>(endD);
+    pick.begin = begin;
+    pick.stride = stride;
+    pick.count = static_cast<std::size_t>((end - begin - 1) / stride + 1);
+    return pick;
 }
 
 // ---- trace header listing ---------------------------------------------------------

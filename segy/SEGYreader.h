@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "foundation/IndexedSEGYHeader.h"
+#include "foundation/sample_decode.h"
 #include "segy/SEGYtrace.h"
 
 namespace Tolmar {
@@ -148,6 +149,9 @@ protected:
     // Reads one trace's samples and appends every stride-th from index
     // first, stride = step / sampleRate (both microseconds).
     bool readTrace(std::istream* s, SEGYtrace* trace, double first, double step);
+
+    // The samples readTrace takes of a trace meant to hold `wanted` samples.
+    SamplePick pickSamples(double first, double step, int wanted) const;
 
     // Bytes of one trace, header included.
     long long traceBytes() const { return 240LL + static_cast<long long>(std::max(0, nSamples_)) * nBytes(); }

@@ -33,8 +33,11 @@ std::vector<std::pair<int, int>> Survey::order() const
     int const inner = crosslineSorted ? inlines : crosslines;
     for (int a = 0; a < outer; ++a)
         for (int b = 0; b < inner; ++b) {
-            int const i = crosslineSorted ? b : a, j = crosslineSorted ? a : b;
-            out.emplace_back(inlineStart + i * inlineStep, crosslineStart + j * crosslineStep);
+            int i = crosslineSorted ? b : a;
+            int const j = crosslineSorted ? a : b;
+            if (inlinesFalling) i = inlines - 1 - i;
+            int const il = inlineStart + i * inlineStep, xl = crosslineStart + j * crosslineStep;
+            if (present(il, xl)) out.emplace_back(il, xl);
         }
     return out;
 }
@@ -69,6 +72,17 @@ bool writeSurvey(std::string const& path, Survey const& s)
     bool const ok = w.close();
     EXPECT_TRUE(ok) << w.error();
     return ok;
+}
+
+void patchTraceWord(std::string const& path, Survey const& s, long long trace, int position, int bytes, int value)
+{
+    long long const traceBytes = 240LL + static_cast<long long>(s.samples) * (s.format == 3 ? 2 : s.format == 8 ? 1 : 4);
+    std::fstream f(path, std::ios::binary | std::ios::in | std::ios::out);
+    f.seekp(3600 + trace * traceBytes + position - 1);
+    unsigned char b[4];
+    for (int k = 0; k < bytes; ++k) b[k] = static_cast<unsigned char>(static_cast<unsigned>(value) >> (8 * (bytes - 1 - k)));
+    f.write(reinterpret_cast<char const*>(b), bytes);
+    ASSERT_TRUE(f.good());
 }
 
 std::ifstream openAtTraces(ReaderHarness& r, std::string const& path)

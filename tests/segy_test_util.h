@@ -47,13 +47,17 @@ struct Survey {
     int scaler = -100;     // coordinate scaler word
     int delay = 0;         // z of the first sample
     bool crosslineSorted = false;
+    bool inlinesFalling = false; // inlines run from the last to the first
+    // Traces for which this answers false are left out of the file.
+    std::function<bool(int il, int xl)> present = [](int, int) { return true; };
     Layout layout;
     // Amplitude of sample k of the trace at (inline, crossline).
     std::function<float(int il, int xl, int k)> amplitude = [](int il, int xl, int k) {
         return static_cast<float>((il * 7 + xl * 3 + k) % 97 - 48) * 1.5f;
     };
 
-    double x(int il, int xl) const { return 400000.0 + 10.0 * il + 6.0 * xl; }
+    // An orthogonal grid, rotated against the map axes.
+    double x(int il, int xl) const { return 400000.0 + 10.0 * il + 10.0 * xl; }
     double y(int il, int xl) const { return 7000000.0 - 8.0 * il + 12.5 * xl; }
     // Traces in file order as (inline, crossline).
     std::vector<std::pair<int, int>> order() const;
@@ -61,6 +65,10 @@ struct Survey {
 
 // Writes the survey; false with a gtest failure when the writer fails.
 bool writeSurvey(std::string const& path, Survey const& s);
+
+// Overwrites a big-endian header word of trace `trace` (from 0) at a 1-based
+// byte position; bytes is 2 or 4.
+void patchTraceWord(std::string const& path, Survey const& s, long long trace, int position, int bytes, int value);
 
 // The words a survey writer puts in each trace header.
 std::vector<Tolmar::SEGYwriter::Word> surveyWords(Survey const& s, int il, int xl);

@@ -1,0 +1,174 @@
+#pragma once
+// Learns a post-stack 3D survey from its SEG-Y file in one pass: inline and
+// crossline ranges and steps, sort order, z range, amplitude range, the affine
+// grid between line numbers and map coordinates, and where every trace starts
+// (the trace index). After scan() the survey can be indexed, bricked or read
+// an inline at a time.
+//
+// Import order: setFile(first file), setFileNames(all files) for a survey in
+// several files, byte order and overrides, then the wanted ranges (their
+// defaults cover lines 0 to 1 and z 0 to 1 only), then scan().
+
+#include <fstream>
+#include <istream>
+#include <list>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "foundation/CompressedIndex.h"
+#include "foundation/Info3DGrid.h"
+#include "segy/SEGYreader.h"
+
+namespace Tolmar {
+
+template <class T>
+class MultiPolygon;
+
+class SEGYreader3D : public SEGYreader {
+public:
+    // How the survey outline is made.
+    enum NavigationType {
+        NavRectangle = 0,   // the rectangle of the ranges
+        NavOutline = 1,     // traced around the traces present
+        NavOutlineLive = 2  // as NavOutline, traces without signal counting as absent (full scan)
+    };
+
+    // Found line ranges; -1 until a scan sets them.
+    struct IRange {
+        int inlStart = -1, inlStop = -1, inlStep = -1;
+        int crlStart = -1, crlStop = -1, crlStep = -1;
+    };
+
+    // Map position of (inline, crossline): x = x0 + xInl*inl + xCrl*crl, y likewise.
+    struct Trans {
+        double x0 = 0.0, xInl = 0.0, xCrl = 0.0;
+        double y0 = 0.0, yInl = 0.0, yCrl = 0.0;
+    };
+
+    struct SurveyPoint {
+        bool set = false;
+        int inl = 0, crl = 0;
+        double x = 0.0, y = 0.0;
+    };
+
+    template <class T>
+    struct Range {
+        T start, stop, step;
+    };
+
+    SEGYreader3D();
+
+    // All files of the survey, first file first; opens nothing.
+    void setFileNames(std::list<std::string> const& names) { fileNames_ = names; }
+    // Ignored unless stop >= start and step >= 1.
+    void setInlRange(int start, int stop, int step);
+    void setCrlRange(int start, int stop, int step);
+    // Milliseconds; ignored if start > stop or step <= 0.
+    void setZRange(double start, double stop, double step);
+
+    // Numbers must lie strictly inside these limits, or scan answers -4 (lines) or -3 (coordinates).
+    void setInlCrlVerify(bool on) { inlCrlVerify_ = on; }
+    void setInlVerify(std::pair<int, int> limits) { inlVerify_ = limits; }
+    void setCrlVerify(std::pair<int, int> limits) { crlVerify_ = limits; }
+    void setXyVerify(bool on) { xyVerify_ = on; }
+    void setXVerify(std::pair<double, double> limits) { xVerify_ = limits; }
+    void setYVerify(std::pair<double, double> limits) { yVerify_ = limits; }
+    // Forbids skipping unwanted inlines by hops (files whose traces differ in length).
+    void setVariableTrace(bool on) { variableTrace_ = on; }
+    void setNavigationType(NavigationType type) { navigationType_ = type; }
+
+    NavigationType navigationType() const { return navigationType_; }
+    std::shared_ptr<MultiPolygon<double>> multiPoly() const { return multiPoly_; }
+    void iRange(IRange& out) const { out = iRange_; }
+    void trans(Trans& out) const { out = trans_; }
+    // 1 inlines rise through the file, 0 they fall, -1 unknown.
+    int inlOrder() const { return inlOrder_; }
+
+    // The file's sample interval in milliseconds.
+    double zStep() const { return sampleRate_ / 1000.0; }
+    // z of the last sample of a trace starting at z0.
+    double zStop(double z0) const { return (nSamples_ - 1) * zStep() + z0; }
+    // Samples to skip in a trace starting at z to reach the survey's zMin.
+    double zSkip(double z) const { return (dRange_.zMin - z) / zStep(); }
+    // The value that marks missing data in a cube of this reader's storage.
+    double undef() const;
+
+    // Walks the files and learns the survey; with fullScan the samples are
+    // read too, for the amplitude range. Answers 1 when done; 0 when a file
+    // or reel header cannot be read or the survey does not span a plane;
+    // -1 on a trace whose sample count differs from the reel header's; -3 or
+    // -4 on a trace outside the verification limits; -5 on two traces in a
+    // row at one position. After a failed scan the ranges and the index hold
+    // what was found so far and must not be used.
+    int scan(Type const* types, int const* positions, bool skipZeroXY, bool fullScan);
+
+    // Reading inline by inline without bricks, after a full scan: skipInitial
+    // positions a fresh stream at the first trace (1), or answers 0 for a
+    // null stream or a failed read, closing it.
+    int skipInitial(std::ifstream* stream);
+    // Fills amplitudes() with the next inline: bufferSize values, trace by
+    // trace at (crossline - crlStart) / crlStep * samplesPerTrace, scalarMax
+    // where a trace is missing, mapped onto [scalarMin + 2, scalarMax - 1]
+    // when rescaling. inl (start with -1) receives the number of the inline
+    // that follows; traceCounter (start with -1) counts the traces passed.
+    // Answers 1 when a trace went into the buffer, 0 at the end.
+    int readNextInl(std::istream* stream, Type const* types, int const* positions, int samplesPerTrace,
+                    long long bufferSize, int& inl, long long& traceCounter);
+    // One inline through the index and its record (traceIndex().header):
+    // nSamples values per crossline of the record, undef() where a trace is missing.
+    void getInl(std::istream& stream, int inl, std::vector<float>& out);
+
+    // One bit per trace: accepted by the last full scan.
+    std::vector<bool> const& selected() const { return selected_; }
+    // Traces without signal found by a full scan with NavOutlineLive.
+    std::map<std::pair<int, int>, long long> const& deadTraces() const { return deadTraces_; }
+    // Inline and crossline to the file offset of the trace header.
+    CompressedIndex& traceIndex() { return traceIndex_; }
+    CompressedIndex const& traceIndex() const { return traceIndex_; }
+    // The five traces that fixed the affine grid (0 to 4).
+    SurveyPoint const& referenceTrace(int i) const { return reference_[i]; }
+    // Trace headers the last scan read, hops included.
+    long long headersRead() const { return headersRead_; }
+
+protected:
+    // Type, undefined value and value limits of a cube in this reader's storage.
+    void get_storage_dependent_values(Info3DGrid::eDataType& type, double& undefValue, double& low,
+                                      double& high) const;
+    // The scan's amplitude range, mapped by the rescaling rule when rescale is set.
+    void get_amp_range(bool rescale, double offset, double scale, double low, double high, double& outMin,
+                       double& outMax) const;
+    // Outline of the survey into navigation() (and multiPoly for the traced kinds).
+    void calculateNavi();
+
+    std::list<std::string> fileNames_;
+    Range<int> inlRange_{0, 1, 1};
+    Range<int> crlRange_{0, 1, 1};
+    Range<double> zRange_{0.0, 1.0, 1.0};
+    int inlOrder_ = -1;
+    IRange iRange_;
+    Trans trans_;
+    bool inlCrlVerify_ = false;
+    std::pair<int, int> inlVerify_{0, 0};
+    std::pair<int, int> crlVerify_{0, 0};
+    bool xyVerify_ = false;
+    std::pair<double, double> xVerify_{0.0, 0.0};
+    std::pair<double, double> yVerify_{0.0, 0.0};
+    bool variableTrace_ = false;
+    std::vector<bool> selected_;
+    NavigationType navigationType_ = NavRectangle;
+    std::shared_ptr<MultiPolygon<double>> multiPoly_;
+    SurveyPoint reference_[5];
+    CompressedIndex traceIndex_;
+    std::map<std::pair<int, int>, long long> deadTraces_;
+    long long headersRead_ = 0;
+
+private:
+    class Walk;
+    friend class Walk;
+    void fitAffineGrid();
+};
+
+} // namespace Tolmar
