@@ -18,6 +18,7 @@
 #include "bench_data.h"
 #include "platform/mapped_file.h"
 #include "segy/SEGYreader.h"
+#include "segy/SEGYreader3D.h"
 #include "segy/SEGYwriter.h"
 
 namespace {
@@ -124,6 +125,29 @@ void BM_ReadEveryTraceTwoThreads(benchmark::State& state)
     report(state);
 }
 BENCHMARK(BM_ReadEveryTraceTwoThreads)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The survey scan: every trace header, the whole index; with full, the
+// samples too for the amplitude range.
+void scanSurvey(benchmark::State& state, bool full)
+{
+    for (auto _ : state) {
+        Tolmar::SEGYreader3D r;
+        r.setFile(gSurvey);
+        r.setIbmFloat(true);
+        r.setInlRange(0, 1 << 30, 1);
+        r.setCrlRange(0, 1 << 30, 1);
+        r.setZRange(0.0, 1e9, 0.001);
+        if (r.scan(kTypes, kPositions, false, full) != 1 || r.traceIndex().num_traces() != traceCount())
+            state.SkipWithError("scan failed");
+    }
+    report(state);
+}
+
+void BM_ScanHeaders(benchmark::State& state) { scanSurvey(state, false); }
+BENCHMARK(BM_ScanHeaders)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_ScanFull(benchmark::State& state) { scanSurvey(state, true); }
+BENCHMARK(BM_ScanFull)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 } // namespace
 

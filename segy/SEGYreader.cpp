@@ -353,6 +353,13 @@ bool SEGYreader::readTraceHeader(std::istream* s, Type const* types, int const* 
     if (!s) return false;
     unsigned char h[kTraceHeaderBytes];
     read_zero_padded(*s, h, kTraceHeaderBytes);
+    return decodeTraceHeader(h, types, positions, tsn, sp, inlineNo, crosslineNo, x, y, z, depth, nSamples);
+}
+
+bool SEGYreader::decodeTraceHeader(unsigned char const* h, Type const* types, int const* positions, int* tsn,
+                                   int* sp, int* inlineNo, int* crosslineNo, double* x, double* y, double* z,
+                                   double* depth, int* nSamples)
+{
     auto word = [&](int slot, Type type) {
         return header_word(h, positions[slot], type, littleEndian_, ibmFloat_);
     };

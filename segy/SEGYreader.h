@@ -146,6 +146,10 @@ protected:
     bool readTraceHeader(std::istream* s, Type const* types, int const* positions, int* tsn, int* sp,
                          int* inlineNo, int* crosslineNo, double* x, double* y, double* z,
                          double* depth, int* nSamples);
+    // The same from the 240 bytes of a header already in memory.
+    bool decodeTraceHeader(unsigned char const* header, Type const* types, int const* positions, int* tsn, int* sp,
+                           int* inlineNo, int* crosslineNo, double* x, double* y, double* z, double* depth,
+                           int* nSamples);
     // Reads one trace's samples and appends every stride-th from index
     // first, stride = step / sampleRate (both microseconds).
     bool readTrace(std::istream* s, SEGYtrace* trace, double first, double step);
