@@ -81,15 +81,17 @@ void SEGYreader3D::calculateNavi()
     IRange const& r = iRange_;
     if (r.inlStep < 1 || r.crlStep < 1) return;
     int const z = static_cast<int>(dRange_.zMin);
-    auto const add = [&](int inl, int crl) {
+    auto const add = [&](long long inlNo, long long crlNo) {
+        auto const inl = static_cast<double>(inlNo), crl = static_cast<double>(crlNo);
         navigation_.push_back({{trans_.x0 + trans_.xInl * inl + trans_.xCrl * crl,
                                 trans_.y0 + trans_.yInl * inl + trans_.yCrl * crl},
                                z});
     };
-    for (int crl = r.crlStart; crl < r.crlStop; crl += r.crlStep) add(r.inlStart, crl);
-    for (int inl = r.inlStart; inl < r.inlStop; inl += r.inlStep) add(inl, r.crlStop);
-    for (int crl = r.crlStop; crl > r.crlStart; crl -= r.crlStep) add(r.inlStop, crl);
-    for (int inl = r.inlStop; inl >= r.inlStart; inl -= r.inlStep) add(inl, r.crlStart);
+    // Wide counters: a range may end near the largest int.
+    for (long long crl = r.crlStart; crl < r.crlStop; crl += r.crlStep) add(r.inlStart, crl);
+    for (long long inl = r.inlStart; inl < r.inlStop; inl += r.inlStep) add(inl, r.crlStop);
+    for (long long crl = r.crlStop; crl > r.crlStart; crl -= r.crlStep) add(r.inlStop, crl);
+    for (long long inl = r.inlStop; inl >= r.inlStart; inl -= r.inlStep) add(inl, r.crlStart);
 }
 
 int SEGYreader3D::skipInitial(std::ifstream* stream)
@@ -148,7 +150,7 @@ int SEGYreader3D::readNextInl(std::istream* stream, Type const* types, int const
         readTrace(stream, &trace, (dRange_.zMin - z) / zStep(), dRange_.zStep * 1000.0);
         inl = il;
         if (iRange_.crlStep < 1) continue;
-        long long const at = static_cast<long long>((xl - iRange_.crlStart) / iRange_.crlStep) * perTrace;
+        long long const at = (static_cast<long long>(xl) - iRange_.crlStart) / iRange_.crlStep * perTrace;
         if (at < 0 || at + perTrace > bufferSize) continue;
         float* out = amplitudes_.data() + at;
         for (std::size_t k = 0; k < wanted; ++k) {
@@ -170,9 +172,9 @@ void SEGYreader3D::getInl(std::istream& stream, int inl, std::vector<float>& out
     IndexedSEGYHeader const& h = traceIndex_.header;
     if (h.crlStep < 1) return;
     std::vector<float> samples;
-    for (int crl = h.crlStart; crl <= h.crlStop; crl += h.crlStep) {
+    for (long long crl = h.crlStart; crl <= h.crlStop; crl += h.crlStep) {
         long long offset = 0;
-        if (traceIndex_.lookup(inl, crl, offset) && SEGY3D_read_trace(stream, offset, h, samples)) {
+        if (traceIndex_.lookup(inl, static_cast<int>(crl), offset) && SEGY3D_read_trace(stream, offset, h, samples)) {
             out.insert(out.end(), samples.begin(), samples.end());
         } else {
             out.insert(out.end(), static_cast<std::size_t>(std::max(0, h.nSamples)), static_cast<float>(undef()));

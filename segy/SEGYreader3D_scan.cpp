@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <climits>
 #include <cstdlib>
 #include <iostream>
 
@@ -50,12 +51,15 @@ private:
 
 bool near_zero(double v) { return v > -1e-6 && v < 1e-6; }
 
+// |a - b| without overflow: header words may hold any int.
+long long dist(int a, int b) { return std::llabs(static_cast<long long>(a) - b); }
+
 // The line step from two traces d apart and the wanted step s: d itself, or
 // the first multiple of d from s upwards when d is finer than wanted.
-int learned_step(int d, int s)
+int learned_step(long long d, int s)
 {
-    if (d >= s) return d;
-    return s % d > 0 ? s - s % d + d : s;
+    if (d >= s) return static_cast<int>(std::min<long long>(d, INT_MAX));
+    return static_cast<int>(s % d > 0 ? s - s % d + d : s);
 }
 
 } // namespace
@@ -160,19 +164,19 @@ bool SEGYreader3D::Walk::headerAt(std::streamoff pos, Header& h)
 void SEGYreader3D::Walk::learnSteps(Header const& h)
 {
     IRange& ir = r_.iRange_;
-    if (prevInl_ != -1 && r_.inlOrder_ == -1 && std::abs(h.inl - prevInl_) > 0) {
-        ir.inlStep = learned_step(std::abs(h.inl - prevInl_), r_.inlRange_.step);
+    if (prevInl_ != -1 && r_.inlOrder_ == -1 && dist(h.inl, prevInl_) > 0) {
+        ir.inlStep = learned_step(dist(h.inl, prevInl_), r_.inlRange_.step);
         prevCrl_ = -1;
         r_.inlOrder_ = h.inl > prevInl_ ? 1 : 0;
-    } else if (prevCrl_ != -1 && crlOrder_ == -1 && std::abs(h.crl - prevCrl_) > 0) {
-        ir.crlStep = learned_step(std::abs(h.crl - prevCrl_), r_.crlRange_.step);
+    } else if (prevCrl_ != -1 && crlOrder_ == -1 && dist(h.crl, prevCrl_) > 0) {
+        ir.crlStep = learned_step(dist(h.crl, prevCrl_), r_.crlRange_.step);
         crlOrder_ = h.crl > prevCrl_ ? 1 : 0;
     }
 }
 
 bool SEGYreader3D::Walk::dropped(Header const& h) const
 {
-    int const dInl = std::abs(h.inl - prevInl_), dCrl = std::abs(h.crl - prevCrl_);
+    long long const dInl = dist(h.inl, prevInl_), dCrl = dist(h.crl, prevCrl_);
     if (dInl > 0 && dInl < r_.iRange_.inlStep) return true;
     if (h.crl < r_.crlRange_.start || h.crl > r_.crlRange_.stop) return true;
     if (dCrl > 0 && dCrl < r_.iRange_.crlStep) return true;
@@ -231,8 +235,8 @@ void SEGYreader3D::Walk::takeReferences(Header const& h)
     }
 
     if (!p[1].set && h.crl != p[0].crl) p[1] = here;
-    auto const dCrl = [&](SurveyPoint const& q) { return std::abs(q.crl - p[0].crl); };
-    auto const dInl = [&](SurveyPoint const& q) { return std::abs(q.inl - p[0].inl); };
+    auto const dCrl = [&](SurveyPoint const& q) { return dist(q.crl, p[0].crl); };
+    auto const dInl = [&](SurveyPoint const& q) { return dist(q.inl, p[0].inl); };
     if (dCrl(here) > dCrl(p[2]))
         p[2] = here;
     else if (dInl(here) > dInl(p[3]))
@@ -392,6 +396,7 @@ int SEGYreader3D::Walk::run()
     std::string const firstFile = r_.filename_;
     // Every path ends on the first file with the stream closed.
     auto const done = [&](int result) {
+        workers_.reset(); // drains its queue, which points into the mapping
         s_.reset();
         r_.setFile(firstFile);
         return result;
