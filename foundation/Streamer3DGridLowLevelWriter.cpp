@@ -1,6 +1,7 @@
 #include "foundation/Streamer3DGridLowLevelWriter.h"
 
 #include <algorithm>
+#include <chrono>
 #include <atomic>
 #include <cerrno>
 #include <cmath>
@@ -211,16 +212,20 @@ void Streamer3DGridLowLevelWriter::add_bricks(std::vector<Brick> const& bricks)
         std::uint8_t encoding = kRaw;
     };
     std::vector<Encoded> encoded(accepted.size());
+    auto const t0 = std::chrono::steady_clock::now();
     parallel_for(accepted.size(), [&](std::size_t i) {
         if (!accepted[i]->data.empty())
             encode_brick(accepted[i]->data, encoded[i].stored, encoded[i].encoding);
     });
+    auto const t1 = std::chrono::steady_clock::now();
     // Written in the order given, so a brick given twice ends as its last copy.
     for (std::size_t i = 0; i < accepted.size(); ++i) {
         std::size_t const index = table_index(*accepted[i]);
         if (accepted[i]->data.empty()) table_[index] = TableEntry{};
         else store(index, encoded[i].stored, encoded[i].encoding);
     }
+    encodeSeconds_ += std::chrono::duration<double>(t1 - t0).count();
+    writeSeconds_ += std::chrono::duration<double>(std::chrono::steady_clock::now() - t1).count();
 }
 
 // ---- coarser levels -----------------------------------------------------------

@@ -57,6 +57,10 @@ public:
     // (256 MB unless set); less memory means more bricks decoded twice.
     void set_derive_cache_limit(std::size_t bytes) { cacheLimit_ = bytes; }
 
+    // Wall time add_bricks() has spent compressing and writing, for reports.
+    double encode_seconds() const { return encodeSeconds_; }
+    double write_seconds() const { return writeSeconds_; }
+
 private:
     template <class T>
     void derive_level(unsigned level);
@@ -75,6 +79,7 @@ private:
     bool failed_ = false;       // a write went wrong; finish() reports it
     bool finished_ = false, result_ = false;
     std::size_t cacheLimit_ = std::size_t(256) << 20;
+    double encodeSeconds_ = 0.0, writeSeconds_ = 0.0;
 };
 
 std::shared_ptr<Streamer3DGridLowLevelWriter> open_grid3d_low_level_writer();

@@ -20,6 +20,7 @@
 
 #include "foundation/CompressedIndex.h"
 #include "foundation/Info3DGrid.h"
+#include "segy/SEGY3DBrickWriter.h"
 #include "segy/SEGYreader.h"
 
 namespace Tolmar {
@@ -121,6 +122,16 @@ public:
     // nSamples values per crossline of the record, undef() where a trace is missing.
     void getInl(std::istream& stream, int inl, std::vector<float>& out);
 
+    // Writes the scanned survey as the brick file folder + name + ".tmf", in
+    // this reader's storage kind, amplitudes mapped by the rescaling rule
+    // where they do not fit it. Answers 1 on success, 0 with a log line on
+    // failure. The last three arguments have no effect: the scan fixed the
+    // trace positions.
+    int read_brick(std::string const& folder, std::string const& name, Type const* types, int const* positions,
+                   bool unused);
+    // Where the time of the last read_brick went.
+    SEGY3DBrickWriter::Timings const& brickTimings() const { return brickTimings_; }
+
     // One bit per trace: accepted by the last full scan.
     std::vector<bool> const& selected() const { return selected_; }
     // Traces without signal found by a full scan with NavOutlineLive.
@@ -143,6 +154,21 @@ protected:
     // Outline of the survey into navigation() (and multiPoly for the traced kinds).
     void calculateNavi();
 
+    // How amplitudes go into this reader's storage kind.
+    struct Rescaling {
+        Info3DGrid::eDataType type = Info3DGrid::FLOAT;
+        double undefValue = 0.0, low = 0.0, high = 0.0; // the storage kind's limits
+        double m = 0.0, scale = 1.0;                    // the rescaling rule's terms
+        bool on = false;
+        double minAmplitude = 0.0, maxAmplitude = 0.0;  // the scan's range, mapped when on
+    };
+    Rescaling rescaling() const;
+    // The description of the scanned survey that goes with its index or bricks.
+    void fill_indexed_header(Rescaling const& r, IndexedSEGYHeader& header) const;
+    // After a successful write in a rescaled kind: the scan's range becomes
+    // the mapped bounds, rounded to whole numbers.
+    void round_mapped_amplitudes(Rescaling const& r);
+
     std::list<std::string> fileNames_;
     Range<int> inlRange_{0, 1, 1};
     Range<int> crlRange_{0, 1, 1};
@@ -164,6 +190,7 @@ protected:
     CompressedIndex traceIndex_;
     std::map<std::pair<int, int>, long long> deadTraces_;
     long long headersRead_ = 0;
+    SEGY3DBrickWriter::Timings brickTimings_;
 
 private:
     class Walk;

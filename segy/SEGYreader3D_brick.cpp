@@ -1,0 +1,128 @@
+// Writing a scanned survey as a brick file.
+
+#include <chrono>
+#include <cmath>
+
+#include "foundation/SEGYCubeInfo.h"
+#include "foundation/Streamer3DGridLowLevelWriter.h"
+#include "foundation/StreamerIndexedSEGY3DReader.h"
+#include "foundation/log.h"
+#include "foundation/rescale.h"
+#include "segy/SEGYreader3D.h"
+
+namespace Tolmar {
+
+SEGYreader3D::Rescaling SEGYreader3D::rescaling() const
+{
+    Rescaling r;
+    get_storage_dependent_values(r.type, r.undefValue, r.low, r.high);
+    r.m = std::max(std::fabs(dRange_.sMin), std::fabs(dRange_.sMax));
+    r.scale = rescale_factor(r.low, r.high, r.m);
+    r.on = r.scale < 1.0 || static_cast<unsigned>(nBytes() * 8) > storage(format_);
+    get_amp_range(r.on, r.m, r.scale, r.low, r.high, r.minAmplitude, r.maxAmplitude);
+    return r;
+}
+
+void SEGYreader3D::fill_indexed_header(Rescaling const& r, IndexedSEGYHeader& h) const
+{
+    setIndexedSEGYHeaderValues(h);
+    h.rescale = r.on;
+    h.maxAbsAmplitude = r.m;
+    h.scale = r.scale;
+    h.lowValue = r.low;
+    h.highValue = r.high;
+    h.inlStart = iRange_.inlStart;
+    h.inlStop = iRange_.inlStop;
+    h.inlStep = iRange_.inlStep;
+    h.crlStart = iRange_.crlStart;
+    h.crlStop = iRange_.crlStop;
+    h.crlStep = iRange_.crlStep;
+    h.zStart = dRange_.zMin;
+    h.zStop = dRange_.zMax;
+    h.zStep = dRange_.zStep;
+    h.minAmplitude = static_cast<float>(r.minAmplitude);
+    h.maxAmplitude = static_cast<float>(r.maxAmplitude);
+    h.xInl = trans_.xInl;
+    h.xCrl = trans_.xCrl;
+    h.x0 = trans_.x0;
+    h.yInl = trans_.yInl;
+    h.yCrl = trans_.yCrl;
+    h.y0 = trans_.y0;
+}
+
+void SEGYreader3D::round_mapped_amplitudes(Rescaling const& r)
+{
+    if (!r.on) return;
+    auto const round = [](double v) { return v < 0.0 ? std::trunc(v - 0.5) : std::trunc(v + 0.5); };
+    dRange_.sMin = round(r.minAmplitude);
+    dRange_.sMax = round(r.maxAmplitude);
+}
+
+int SEGYreader3D::read_brick(std::string const& folder, std::string const& name, Type const*, int const*, bool)
+{
+    std::string const path = folder + name + ".tmf";
+    IRange const& ir = iRange_;
+    if (ir.inlStep < 1 || ir.crlStep < 1 || !(dRange_.zStep > 0.0)) {
+        Util::logc("read_brick: the survey has not been scanned");
+        return 0;
+    }
+    double const samples = std::trunc((dRange_.zMax - dRange_.zMin) / dRange_.zStep + 1.5);
+    vec<unsigned, 3> const size{{samples > 0.0 ? static_cast<unsigned>(samples) : 0u,
+                                 static_cast<unsigned>((ir.crlStop - ir.crlStart) / ir.crlStep + 1),
+                                 static_cast<unsigned>((ir.inlStop - ir.inlStart) / ir.inlStep + 1)}};
+
+    Rescaling const r = rescaling();
+    SEGYCubeInfo info;
+    info.name = name;
+    info.type = r.type;
+    info.inlineRange = vec<int, 3>{{ir.inlStart, ir.inlStop, ir.inlStep}};
+    info.crosslineRange = vec<int, 3>{{ir.crlStart, ir.crlStop, ir.crlStep}};
+    info.zStart = dRange_.zMin;
+    info.zStop = dRange_.zMax;
+    info.zStep = dRange_.zStep;
+    info.minValue = static_cast<float>(r.minAmplitude);
+    info.maxValue = static_cast<float>(r.maxAmplitude);
+    info.xInl = trans_.xInl;
+    info.xCrl = trans_.xCrl;
+    info.x0 = trans_.x0;
+    info.yInl = trans_.yInl;
+    info.yCrl = trans_.yCrl;
+    info.y0 = trans_.y0;
+    fill_indexed_header(r, traceIndex_.header);
+
+    auto writer = open_grid3d_low_level_writer();
+    if (!writer) {
+        Util::logc("!brick_writer");
+        return 0;
+    }
+    if (!writer->create(path, size, r.type, 36, 2, r.minAmplitude, r.maxAmplitude, r.undefValue, info)) {
+        Util::logc("!brick_writer->create");
+        return 0;
+    }
+    auto reader = open_indexed_segy3d_reader(filename_, traceIndex_);
+    if (!reader) {
+        Util::logc("!indexed_reader");
+        return 0;
+    }
+    reader->readAheadTraces = 1000;
+    reader->cacheTraces = 60000;
+
+    SEGY3DBrickWriter bricks;
+    bricks.set(r.type, size, vec<int, 3>{{ir.inlStart, ir.inlStop, ir.inlStep}},
+               vec<int, 3>{{ir.crlStart, ir.crlStop, ir.crlStep}}, vec<double, 2>{{dRange_.zMin, dRange_.zMax}}, 36,
+               2, r.undefValue, reader, writer);
+    bricks.run();
+    brickTimings_ = bricks.timings();
+    auto const t0 = std::chrono::steady_clock::now();
+    bool const finished = writer->finish(); // derives the coarser levels and renames the file into place
+    brickTimings_.writing += std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+    if (!finished) {
+        Util::logc("!brick_writer->finish");
+        return 0;
+    }
+    Util::logc("read_brick done");
+    round_mapped_amplitudes(r);
+    return 1;
+}
+
+} // namespace Tolmar

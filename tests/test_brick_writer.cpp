@@ -1,0 +1,186 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+
+#include "debug_capture.h"
+#include "foundation/Streamer3DGridReader.h"
+#include "foundation/rescale.h"
+#include "segy/SEGYreader3D.h"
+#include "segy_test_util.h"
+
+using namespace tolmar_test;
+using Tolmar::Brick;
+using Tolmar::BrickKey;
+using Tolmar::SEGYreader3D;
+
+namespace {
+
+constexpr int kBrick = 36, kBorder = 2, kCore = kBrick - 2 * kBorder;
+
+// Scans the survey fully and writes its bricks; answers the open cube.
+std::shared_ptr<Tolmar::Streamer3DGridReader> brickSurvey(ScratchDir const& dir, Survey const& sv, unsigned storage,
+                                                          SEGYreader3D& r)
+{
+    std::string const path = dir.path("s.sgy");
+    EXPECT_TRUE(writeSurvey(path, sv));
+    r.setFile(path);
+    r.setIbmFloat(true);
+    r.setStorage(storage);
+    r.setInlRange(-100000, 100000, 1);
+    r.setCrlRange(-100000, 100000, 1);
+    r.setZRange(0, 100000, 0.001);
+    Layout const l;
+    EXPECT_EQ(r.scan(l.types, l.positions, false, true), 1);
+    EXPECT_EQ(r.read_brick(dir.dir() + "/", "cube", l.types, l.positions, false), 1);
+    return Tolmar::open_3dgrid_reader(dir.path("cube.tmf"));
+}
+
+double element(Brick const& b, int type, std::size_t e)
+{
+    switch (type) {
+    case 1: return reinterpret_cast<std::int8_t const*>(b.data.data())[e];
+    case 3: return reinterpret_cast<std::int16_t const*>(b.data.data())[e];
+    default: return reinterpret_cast<float const*>(b.data.data())[e];
+    }
+}
+
+std::vector<Brick> allBricks(Tolmar::Streamer3DGridReader& cube, unsigned level)
+{
+    std::vector<BrickKey> keys;
+    auto const& c = cube.get_level_counts()[level];
+    for (unsigned id = 0; id < c[0] * c[1] * c[2]; ++id) keys.emplace_back(level, id);
+    std::vector<Brick> out;
+    EXPECT_TRUE(cube.get_bricks_blocking(keys, out));
+    return out;
+}
+
+// A survey more than one brick wide in every direction, with a smooth field.
+Survey twoBrickSurvey()
+{
+    Survey sv;
+    sv.inlines = 40;
+    sv.crosslines = 38;
+    sv.samples = 70;
+    sv.amplitude = [](int il, int xl, int k) { return static_cast<float>((il - 100) * 3 - (xl - 200) + k * 0.5); };
+    return sv;
+}
+
+double maxAbs(Survey const& sv)
+{
+    double m = 0.0;
+    for (auto [i, x] : sv.order())
+        for (int j = 0; j < sv.samples; ++j) m = std::max(m, std::fabs(static_cast<double>(sv.amplitude(i, x, j))));
+    return m;
+}
+
+// A sample mapped onto an integer storage kind, before truncation; m is maxAbs(sv).
+float rescaled(Survey const& sv, unsigned storage, double m, int il, int xl, int k)
+{
+    double const lo = storage == 8 ? -126 : -32766, hi = -lo;
+    return static_cast<float>(Tolmar::rescale_amplitude(sv.amplitude(il, xl, k), m, Tolmar::rescale_factor(lo, hi, m), lo, hi));
+}
+
+} // namespace
+
+TEST(BrickWriter, LevelZeroHoldsEverySampleInEveryStorageKind)
+{
+    Survey const sv = twoBrickSurvey();
+    for (unsigned storage : {32u, 16u, 8u}) {
+        SCOPED_TRACE(storage);
+        ScratchDir dir;
+        SEGYreader3D r;
+        DebugCapture log;
+        auto cube = brickSurvey(dir, sv, storage, r);
+        ASSERT_TRUE(cube);
+        EXPECT_NE(log.text().find("read_brick done"), std::string::npos);
+        EXPECT_NE(log.text().find(" num_active_levels_hint = 3"), std::string::npos);
+        int const type = storage == 8 ? 1 : storage == 16 ? 3 : 9;
+        EXPECT_EQ(cube->info.type, type);
+
+        double const m = maxAbs(sv);
+        auto const stored = [&](int il, int xl, int k) {
+            return storage == 32 ? sv.amplitude(il, xl, k) : std::trunc(rescaled(sv, storage, m, il, xl, k));
+        };
+
+        int checked = 0;
+        for (Brick const& b : allBricks(*cube, 0)) {
+            ASSERT_FALSE(b.data.empty());
+            auto const pos = cube->id2pos(b);
+            for (int i = 0; i < kBrick; ++i)
+                for (int j = 0; j < kBrick; ++j)
+                    for (int k = 0; k < kBrick; ++k) {
+                        // Lines beyond the first and last repeat the edge as far as the
+                        // extension of the pass reaches (2^(3 - 1) * border); samples clamp to the trace.
+                        int const ri = static_cast<int>(pos[2]) * kCore - kBorder + i;
+                        int const rj = static_cast<int>(pos[1]) * kCore - kBorder + j;
+                        int const ii = std::clamp(ri, 0, sv.inlines - 1), jj = std::clamp(rj, 0, sv.crosslines - 1);
+                        if (ri != ii && rj != jj) continue; // outer corners follow their own rules
+                        int const kk = std::clamp(static_cast<int>(pos[0]) * kCore - kBorder + k, 0, sv.samples - 1);
+                        bool const reached = std::abs(ri - ii) <= 4 * kBorder && std::abs(rj - jj) <= 4 * kBorder;
+                        double const want = reached ? stored(100 + ii, 200 + 2 * jj, kk) : cube->get_undef_value();
+                        ASSERT_EQ(element(b, type, static_cast<std::size_t>((i * kBrick + j) * kBrick + k)), want)
+                            << "brick " << b.id << " at " << i << " " << j << " " << k;
+                        ++checked;
+                    }
+        }
+        EXPECT_GT(checked, 8 * kBrick * kBrick * kBrick * 3 / 4);
+    }
+}
+
+TEST(BrickWriter, CoarserLevelsAverageWhatTheyCover)
+{
+    ScratchDir dir;
+    Survey const sv = twoBrickSurvey();
+    SEGYreader3D r;
+    auto cube = brickSurvey(dir, sv, 8, r);
+    ASSERT_TRUE(cube);
+    std::vector<Brick> const level1 = allBricks(*cube, 1);
+    ASSERT_EQ(level1.size(), 2u);
+    Brick const& b = level1[0];
+    ASSERT_EQ(cube->id2pos(b)[0], 0u);
+    ASSERT_FALSE(b.data.empty());
+    // Each element averages the 2 x 2 x 2 mapped samples it covers, truncated towards zero.
+    double const m = maxAbs(sv);
+    for (int i = kBorder; i < 20; i += 3)
+        for (int j = kBorder; j < 18; j += 5)
+            for (int k = kBorder; k < 34; k += 7) {
+                double sum = 0;
+                for (int d = 0; d < 8; ++d)
+                    sum += rescaled(sv, 8, m, 100 + 2 * (i - kBorder) + (d & 1), 200 + 2 * (2 * (j - kBorder) + (d >> 1 & 1)),
+                                    2 * (k - kBorder) + (d >> 2));
+                ASSERT_EQ(element(b, 1, static_cast<std::size_t>((i * kBrick + j) * kBrick + k)), std::trunc(sum / 8))
+                    << i << " " << j << " " << k;
+            }
+
+    // Every level up to the root reads back, and the root is defined.
+    for (unsigned level = 0; level < cube->get_num_levels(); ++level) EXPECT_FALSE(allBricks(*cube, level).empty());
+    EXPECT_FALSE(cube->is_undef_brick(BrickKey(cube->get_num_levels() - 1, 0)));
+}
+
+TEST(BrickWriter, BricksOutsideTheOutlineAreUndefined)
+{
+    ScratchDir dir;
+    Survey sv;
+    sv.inlines = 70;
+    sv.crosslines = 70;
+    sv.samples = 8;
+    // A quarter of the survey has no traces: brick (0, 1, 1) has no trace in its window.
+    sv.present = [](int il, int xl) { return il - 100 < 30 || (xl - 200) / 2 < 30; };
+    SEGYreader3D r;
+    DebugCapture log;
+    auto cube = brickSurvey(dir, sv, 16, r);
+    ASSERT_TRUE(cube);
+    EXPECT_NE(log.text().find(" num_active_levels_hint = 3"), std::string::npos);
+    EXPECT_NE(log.text().find(" level_0_brick_step = 4"), std::string::npos);
+    auto const& c = cube->get_level_counts()[0];
+    ASSERT_EQ(c[1], 3u);
+    for (unsigned y = 0; y < c[1]; ++y)
+        for (unsigned z = 0; z < c[2]; ++z) {
+            BrickKey const key(0, cube->pos2id(0, y, z, 0));
+            EXPECT_EQ(cube->is_undef_brick(key), y >= 1 && z >= 1) << y << " " << z;
+        }
+    EXPECT_FALSE(cube->is_undef_brick(BrickKey(1, cube->pos2id(0, 1, 0, 1))));
+    EXPECT_TRUE(cube->is_undef_brick(BrickKey(1, cube->pos2id(0, 1, 1, 1))));
+}
