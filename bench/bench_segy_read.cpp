@@ -149,6 +149,40 @@ BENCHMARK(BM_ScanHeaders)->Unit(benchmark::kMillisecond)->UseRealTime();
 void BM_ScanFull(benchmark::State& state) { scanSurvey(state, true); }
 BENCHMARK(BM_ScanFull)->Unit(benchmark::kMillisecond)->UseRealTime();
 
+// Bricking the survey after a full scan: the whole import of a brick file.
+// Counters split the time into waiting for traces, filling, compressing and
+// writing (the last includes deriving the coarser levels at the end).
+void BM_BrickSurvey(benchmark::State& state)
+{
+    std::string const folder = std::filesystem::path(gSurvey).parent_path().string() + "/";
+    Tolmar::SEGY3DBrickWriter::Timings sum;
+    for (auto _ : state) {
+        state.PauseTiming();
+        Tolmar::SEGYreader3D r;
+        r.setFile(gSurvey);
+        r.setIbmFloat(true);
+        r.setInlRange(0, 1 << 30, 1);
+        r.setCrlRange(0, 1 << 30, 1);
+        r.setZRange(0.0, 1e9, 0.001);
+        r.setStorage(static_cast<unsigned>(state.range(0)));
+        if (r.scan(kTypes, kPositions, false, true) != 1) state.SkipWithError("scan failed");
+        state.ResumeTiming();
+        if (r.read_brick(folder, "bench_bricks", kTypes, kPositions, false) != 1) state.SkipWithError("bricking failed");
+        auto const& t = r.brickTimings();
+        sum.reading += t.reading;
+        sum.filling += t.filling;
+        sum.compressing += t.compressing;
+        sum.writing += t.writing;
+    }
+    report(state);
+    auto const n = static_cast<double>(state.iterations());
+    state.counters["reading_s"] = sum.reading / n;
+    state.counters["filling_s"] = sum.filling / n;
+    state.counters["compressing_s"] = sum.compressing / n;
+    state.counters["writing_s"] = sum.writing / n;
+}
+BENCHMARK(BM_BrickSurvey)->Arg(32)->Arg(8)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(2);
+
 } // namespace
 
 int main(int argc, char** argv)

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <thread>
 
 #include "foundation/Streamer3DGridLowLevelWriter.h"
 #include "foundation/StreamerIndexedSEGY3DReader.h"
@@ -126,7 +127,7 @@ void SEGY3DBrickWriter::run()
         assemble_inl_crl_pair_to_tracenum(lookup, traces, extension);
         column_ = Column{};
         Util::logc("SEGY3DBrickWriter: fill");
-        for (Brick& b : bricks) fill_brick(b, traces, lookup);
+        fill_all(bricks, traces, lookup);
         timings_.filling += since(t0);
 
         Util::logc("SEGY3DBrickWriter: add_bricks");
@@ -220,9 +221,8 @@ void SEGY3DBrickWriter::assemble_inl_crl_pair_to_tracenum(std::map<std::pair<int
 // The trace index of every (inline, crossline) of the brick's window at its
 // level, resolved once for the column of bricks that shares it.
 std::vector<int> const& SEGY3DBrickWriter::column(BrickKey const& key, vec<unsigned, 3> const& pos,
-                                                  std::map<std::pair<int, int>, int> const& lookup)
+                                                  std::map<std::pair<int, int>, int> const& lookup, Column& col) const
 {
-    Column& col = column_;
     if (col.lookup == &lookup && col.level == key.level && col.py == pos[1] && col.pz == pos[2]) return col.traces;
     col.lookup = &lookup;
     col.level = key.level;
@@ -246,10 +246,10 @@ std::vector<int> const& SEGY3DBrickWriter::column(BrickKey const& key, vec<unsig
 
 template <class T>
 void SEGY3DBrickWriter::fill_typed(Brick& brick, std::vector<Trace> const& traces,
-                                   std::map<std::pair<int, int>, int> const& lookup)
+                                   std::map<std::pair<int, int>, int> const& lookup, Column& col) const
 {
     vec<unsigned, 3> const pos = grid_.id2pos(brick);
-    std::vector<int> const& window = column(brick, pos, lookup);
+    std::vector<int> const& window = column(brick, pos, lookup, col);
     long long const bs = brick_size, s = 1LL << brick.level, core = brick_size - 2 * border, side = bs * s;
     long long const k0 = (pos[0] * core - border) * s;
     T* out = reinterpret_cast<T*>(brick.data.data());
@@ -263,8 +263,12 @@ void SEGY3DBrickWriter::fill_typed(Brick& brick, std::vector<Trace> const& trace
                 std::vector<float> const& v = traces[static_cast<std::size_t>(t)].samples;
                 long long const last = static_cast<long long>(v.size()) - 1;
                 T* e = out + (i * bs + j) * bs;
-                for (long long k = 0; k < bs; ++k)
-                    e[k] = element_from<T>(v[static_cast<std::size_t>(std::clamp(k0 + k, 0LL, last))]);
+                // Indices before the trace or past its end repeat its first or last sample.
+                long long k = 0;
+                for (; k < bs && k0 + k < 0; ++k) e[k] = element_from<T>(v.front());
+                long long const inside = std::min(bs, last - k0 + 1);
+                for (; k < inside; ++k) e[k] = element_from<T>(v[static_cast<std::size_t>(k0 + k)]);
+                for (; k < bs; ++k) e[k] = element_from<T>(v.back());
                 any = true;
             }
     } else {
@@ -278,10 +282,17 @@ void SEGY3DBrickWriter::fill_typed(Brick& brick, std::vector<Trace> const& trace
                 std::vector<float> const& v = traces[static_cast<std::size_t>(t)].samples;
                 long long const last = static_cast<long long>(v.size()) - 1;
                 std::size_t const row = static_cast<std::size_t>(((di / s) * bs + dj / s) * bs);
-                for (long long dt = 0; dt < side; ++dt) {
-                    std::size_t const e = row + static_cast<std::size_t>(dt / s);
-                    sums[e] += v[static_cast<std::size_t>(std::clamp(k0 + dt, 0LL, last))];
-                    ++counts[e];
+                for (long long kk = 0; kk < bs; ++kk) {
+                    long long const from = k0 + kk * s;
+                    double acc = 0.0;
+                    if (from >= 0 && from + s - 1 <= last) {
+                        float const* p = v.data() + from;
+                        for (long long q = 0; q < s; ++q) acc += p[q];
+                    } else {
+                        for (long long q = 0; q < s; ++q) acc += v[static_cast<std::size_t>(std::clamp(from + q, 0LL, last))];
+                    }
+                    sums[row + static_cast<std::size_t>(kk)] += acc;
+                    counts[row + static_cast<std::size_t>(kk)] += static_cast<std::uint32_t>(s);
                 }
             }
         for (std::size_t e = 0; e < n; ++e)
@@ -296,19 +307,41 @@ void SEGY3DBrickWriter::fill_typed(Brick& brick, std::vector<Trace> const& trace
 void SEGY3DBrickWriter::fill_brick(Brick& brick, std::vector<Trace> const& traces,
                                    std::map<std::pair<int, int>, int> const& lookup)
 {
+    fill_with(brick, traces, lookup, column_);
+}
+
+void SEGY3DBrickWriter::fill_with(Brick& brick, std::vector<Trace> const& traces,
+                                  std::map<std::pair<int, int>, int> const& lookup, Column& col) const
+{
     switch (data_type) {
     case 1:
-    case 2: fill_typed<std::int8_t>(brick, traces, lookup); break;
+    case 2: fill_typed<std::int8_t>(brick, traces, lookup, col); break;
     case 3:
-    case 4: fill_typed<std::int16_t>(brick, traces, lookup); break;
-    case 5: fill_typed<std::int32_t>(brick, traces, lookup); break;
-    case 6: fill_typed<std::uint32_t>(brick, traces, lookup); break;
-    case 7: fill_typed<std::int64_t>(brick, traces, lookup); break;
-    case 8: fill_typed<std::uint64_t>(brick, traces, lookup); break;
-    case 9: fill_typed<float>(brick, traces, lookup); break;
-    case 10: fill_typed<double>(brick, traces, lookup); break;
+    case 4: fill_typed<std::int16_t>(brick, traces, lookup, col); break;
+    case 5: fill_typed<std::int32_t>(brick, traces, lookup, col); break;
+    case 6: fill_typed<std::uint32_t>(brick, traces, lookup, col); break;
+    case 7: fill_typed<std::int64_t>(brick, traces, lookup, col); break;
+    case 8: fill_typed<std::uint64_t>(brick, traces, lookup, col); break;
+    case 9: fill_typed<float>(brick, traces, lookup, col); break;
+    case 10: fill_typed<double>(brick, traces, lookup, col); break;
     default: break; // bits and unknown types are left as they are
     }
+}
+
+void SEGY3DBrickWriter::fill_all(std::vector<Brick>& bricks, std::vector<Trace> const& traces,
+                                 std::map<std::pair<int, int>, int> const& lookup) const
+{
+    std::size_t const threads =
+        std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, std::max<std::size_t>(1, bricks.size() / 8));
+    auto const part = [&](std::size_t t) {
+        Column col;
+        for (std::size_t b = bricks.size() * t / threads; b < bricks.size() * (t + 1) / threads; ++b)
+            fill_with(bricks[b], traces, lookup, col);
+    };
+    std::vector<std::thread> helpers;
+    for (std::size_t t = 1; t < threads; ++t) helpers.emplace_back(part, t);
+    part(0);
+    for (auto& h : helpers) h.join();
 }
 
 } // namespace Tolmar

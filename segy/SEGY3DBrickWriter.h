@@ -59,10 +59,24 @@ private:
     void assemble_inl_crl_pair_to_tracenum(std::map<std::pair<int, int>, int>& lookup, std::vector<Trace> const& traces,
                                            int extension) const;
     void fill_brick(Brick& brick, std::vector<Trace> const& traces, std::map<std::pair<int, int>, int> const& lookup);
+
+    // The traces of the inline-by-crossline window of the last brick column
+    // filled (-1 where none): the bricks of one column share it.
+    struct Column {
+        std::map<std::pair<int, int>, int> const* lookup = nullptr;
+        unsigned level = 0, py = 0, pz = 0;
+        std::vector<int> traces;
+    };
+    void fill_with(Brick& brick, std::vector<Trace> const& traces, std::map<std::pair<int, int>, int> const& lookup,
+                   Column& col) const;
     template <class T>
-    void fill_typed(Brick& brick, std::vector<Trace> const& traces, std::map<std::pair<int, int>, int> const& lookup);
+    void fill_typed(Brick& brick, std::vector<Trace> const& traces, std::map<std::pair<int, int>, int> const& lookup,
+                    Column& col) const;
     std::vector<int> const& column(BrickKey const& key, vec<unsigned, 3> const& pos,
-                                   std::map<std::pair<int, int>, int> const& lookup);
+                                   std::map<std::pair<int, int>, int> const& lookup, Column& col) const;
+    // Fills a unit's bricks on all cores, each thread a run of whole columns.
+    void fill_all(std::vector<Brick>& bricks, std::vector<Trace> const& traces,
+                  std::map<std::pair<int, int>, int> const& lookup) const;
 
     int data_type = 9;
     vec<unsigned, 3> total_size_{{0, 0, 0}};
@@ -77,13 +91,7 @@ private:
 
     BrickGrid grid_;
     Timings timings_;
-    // The traces of the inline-by-crossline window of the last brick column
-    // filled (-1 where none): the bricks of one column share it.
-    struct Column {
-        std::map<std::pair<int, int>, int> const* lookup = nullptr;
-        unsigned level = 0, py = 0, pz = 0;
-        std::vector<int> traces;
-    } column_;
+    Column column_; // for fill_brick
 };
 
 } // namespace Tolmar

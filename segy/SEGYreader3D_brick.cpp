@@ -113,6 +113,8 @@ int SEGYreader3D::read_brick(std::string const& folder, std::string const& name,
                2, r.undefValue, reader, writer);
     bricks.run();
     brickTimings_ = bricks.timings();
+    bricks = SEGY3DBrickWriter(); // lets the trace reader and its cache go before the last levels are derived
+    reader.reset();
     auto const t0 = std::chrono::steady_clock::now();
     bool const finished = writer->finish(); // derives the coarser levels and renames the file into place
     brickTimings_.writing += std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
