@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <filesystem>
+#include <fstream>
 #include <thread>
 
 #include "foundation/SEGY3D_read_trace.h"
@@ -49,7 +50,9 @@ std::shared_ptr<StreamerIndexedSEGY3DReader> open_indexed_segy3d_reader(std::str
         Util::logf("StreamerIndexedSEGY3DReader: '%s' is not a file\n", segyPath.c_str());
         return nullptr;
     }
-    auto stream = platform::open_binary_input(segyPath);
+    // A plain stream, not a mapping: a reader sweeps whole surveys, and every
+    // page a mapping touches stays in the process's resident memory.
+    std::unique_ptr<std::istream> stream = std::make_unique<std::ifstream>(segyPath, std::ios::binary);
     if (!stream || !*stream) {
         Util::logf("StreamerIndexedSEGY3DReader: cannot open '%s'\n", segyPath.c_str());
         return nullptr;
