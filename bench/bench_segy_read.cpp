@@ -126,17 +126,23 @@ void BM_ReadEveryTraceTwoThreads(benchmark::State& state)
 }
 BENCHMARK(BM_ReadEveryTraceTwoThreads)->Unit(benchmark::kMillisecond)->UseRealTime();
 
+// A scan reader on the whole survey.
+void wholeSurvey(Tolmar::SEGYreader3D& r)
+{
+    r.setFile(gSurvey);
+    r.setIbmFloat(true);
+    r.setInlRange(0, 1 << 30, 1);
+    r.setCrlRange(0, 1 << 30, 1);
+    r.setZRange(0.0, 1e9, 0.001);
+}
+
 // The survey scan: every trace header, the whole index; with full, the
 // samples too for the amplitude range.
 void scanSurvey(benchmark::State& state, bool full)
 {
     for (auto _ : state) {
         Tolmar::SEGYreader3D r;
-        r.setFile(gSurvey);
-        r.setIbmFloat(true);
-        r.setInlRange(0, 1 << 30, 1);
-        r.setCrlRange(0, 1 << 30, 1);
-        r.setZRange(0.0, 1e9, 0.001);
+        wholeSurvey(r);
         if (r.scan(kTypes, kPositions, false, full) != 1 || r.traceIndex().num_traces() != traceCount())
             state.SkipWithError("scan failed");
     }
@@ -159,11 +165,7 @@ void BM_BrickSurvey(benchmark::State& state)
     for (auto _ : state) {
         state.PauseTiming();
         Tolmar::SEGYreader3D r;
-        r.setFile(gSurvey);
-        r.setIbmFloat(true);
-        r.setInlRange(0, 1 << 30, 1);
-        r.setCrlRange(0, 1 << 30, 1);
-        r.setZRange(0.0, 1e9, 0.001);
+        wholeSurvey(r);
         r.setStorage(static_cast<unsigned>(state.range(0)));
         if (r.scan(kTypes, kPositions, false, true) != 1) state.SkipWithError("scan failed");
         state.ResumeTiming();

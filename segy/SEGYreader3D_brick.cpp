@@ -72,23 +72,24 @@ int SEGYreader3D::read_brick(std::string const& folder, std::string const& name,
                                  static_cast<unsigned>((ir.inlStop - ir.inlStart) / ir.inlStep + 1)}};
 
     Rescaling const r = rescaling();
+    IndexedSEGYHeader& h = traceIndex_.header;
+    fill_indexed_header(r, h);
     SEGYCubeInfo info;
     info.name = name;
     info.type = r.type;
-    info.inlineRange = vec<int, 3>{{ir.inlStart, ir.inlStop, ir.inlStep}};
-    info.crosslineRange = vec<int, 3>{{ir.crlStart, ir.crlStop, ir.crlStep}};
-    info.zStart = dRange_.zMin;
-    info.zStop = dRange_.zMax;
-    info.zStep = dRange_.zStep;
-    info.minValue = static_cast<float>(r.minAmplitude);
-    info.maxValue = static_cast<float>(r.maxAmplitude);
-    info.xInl = trans_.xInl;
-    info.xCrl = trans_.xCrl;
-    info.x0 = trans_.x0;
-    info.yInl = trans_.yInl;
-    info.yCrl = trans_.yCrl;
-    info.y0 = trans_.y0;
-    fill_indexed_header(r, traceIndex_.header);
+    info.inlineRange = vec<int, 3>{{h.inlStart, h.inlStop, h.inlStep}};
+    info.crosslineRange = vec<int, 3>{{h.crlStart, h.crlStop, h.crlStep}};
+    info.zStart = h.zStart;
+    info.zStop = h.zStop;
+    info.zStep = h.zStep;
+    info.minValue = h.minAmplitude;
+    info.maxValue = h.maxAmplitude;
+    info.xInl = h.xInl;
+    info.xCrl = h.xCrl;
+    info.x0 = h.x0;
+    info.yInl = h.yInl;
+    info.yCrl = h.yCrl;
+    info.y0 = h.y0;
 
     auto writer = open_grid3d_low_level_writer();
     if (!writer) {
@@ -108,9 +109,8 @@ int SEGYreader3D::read_brick(std::string const& folder, std::string const& name,
     reader->cacheTraces = 60000;
 
     SEGY3DBrickWriter bricks;
-    bricks.set(r.type, size, vec<int, 3>{{ir.inlStart, ir.inlStop, ir.inlStep}},
-               vec<int, 3>{{ir.crlStart, ir.crlStop, ir.crlStep}}, vec<double, 2>{{dRange_.zMin, dRange_.zMax}}, 36,
-               2, r.undefValue, reader, writer);
+    bricks.set(r.type, size, info.inlineRange, info.crosslineRange, vec<double, 2>{{h.zStart, h.zStop}}, 36, 2,
+               r.undefValue, reader, writer);
     bricks.run();
     brickTimings_ = bricks.timings();
     bricks = SEGY3DBrickWriter(); // lets the trace reader and its cache go before the last levels are derived
