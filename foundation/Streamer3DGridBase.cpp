@@ -64,6 +64,8 @@ struct ZstdContexts {
     ZSTD_CCtx* c = nullptr;
     ZSTD_DCtx* d = nullptr;
     std::vector<char> planes;
+    std::vector<std::uint64_t> deltas; // 8-byte aligned scratch for the widest element
+    std::vector<char> out;
     ~ZstdContexts()
     {
         ZSTD_freeCCtx(c);
@@ -265,18 +267,26 @@ Streamer3DGridBase::TableEntry Streamer3DGridBase::decode_entry(unsigned char co
 
 namespace {
 
+// Two passes that the compiler turns into vector code: the differences
+// within each row, then the split of their bytes into planes.
 template <class U>
-void to_delta_planes(char const* data, std::size_t n, unsigned row, char* planes)
+void to_delta_planes(char const* __restrict data, std::size_t n, unsigned row, U* __restrict deltas,
+                     char* __restrict planes)
 {
     for (std::size_t r = 0; r < n; r += row) {
-        U prev = 0;
-        for (std::size_t e = r; e < r + row; ++e) {
-            U cur;
-            std::memcpy(&cur, data + e * sizeof(U), sizeof cur);
-            U const d = static_cast<U>(cur - prev);
-            prev = cur;
-            for (unsigned b = 0; b < sizeof(U); ++b) planes[b * n + e] = static_cast<char>(d >> (8 * b));
+        char const* in = data + r * sizeof(U);
+        U* d = deltas + r;
+        std::memcpy(d, in, sizeof(U));
+        for (unsigned e = 1; e < row; ++e) {
+            U a, b;
+            std::memcpy(&a, in + e * sizeof(U), sizeof a);
+            std::memcpy(&b, in + (e - 1) * sizeof(U), sizeof b);
+            d[e] = static_cast<U>(a - b);
         }
+    }
+    for (unsigned b = 0; b < sizeof(U); ++b) {
+        char* __restrict plane = planes + b * n;
+        for (std::size_t e = 0; e < n; ++e) plane[e] = static_cast<char>(deltas[e] >> (8 * b));
     }
 }
 
@@ -305,17 +315,19 @@ void Streamer3DGridBase::encode_brick(std::vector<char> const& data, std::vector
     unsigned const size = element_bytes(), row = grid_.brick_size();
     std::size_t const n = data.size() / size;
     z.planes.resize(data.size());
+    z.deltas.resize((data.size() + 7) / 8);
     switch (size) {
-    case 1: to_delta_planes<std::uint8_t>(data.data(), n, row, z.planes.data()); break;
-    case 2: to_delta_planes<std::uint16_t>(data.data(), n, row, z.planes.data()); break;
-    case 4: to_delta_planes<std::uint32_t>(data.data(), n, row, z.planes.data()); break;
-    default: to_delta_planes<std::uint64_t>(data.data(), n, row, z.planes.data()); break;
+    case 1: to_delta_planes(data.data(), n, row, reinterpret_cast<std::uint8_t*>(z.deltas.data()), z.planes.data()); break;
+    case 2: to_delta_planes(data.data(), n, row, reinterpret_cast<std::uint16_t*>(z.deltas.data()), z.planes.data()); break;
+    case 4: to_delta_planes(data.data(), n, row, reinterpret_cast<std::uint32_t*>(z.deltas.data()), z.planes.data()); break;
+    default: to_delta_planes(data.data(), n, row, z.deltas.data(), z.planes.data()); break;
     }
-    stored.resize(ZSTD_compressBound(data.size()));
+    // Compressed into the thread's scratch, so that each brick keeps only what it needs.
+    z.out.resize(ZSTD_compressBound(data.size()));
     std::size_t const r =
-        z.c ? ZSTD_compressCCtx(z.c, stored.data(), stored.size(), z.planes.data(), data.size(), kZstdLevel) : 0;
+        z.c ? ZSTD_compressCCtx(z.c, z.out.data(), z.out.size(), z.planes.data(), data.size(), kZstdLevel) : 0;
     if (z.c && !ZSTD_isError(r) && r < data.size()) {
-        stored.resize(r);
+        stored.assign(z.out.data(), z.out.data() + r);
         encoding = kZstdDeltaPlanes;
     } else {
         stored.assign(data.begin(), data.end());

@@ -33,6 +33,23 @@ T element_from(double v)
     }
 }
 
+// Adds v[from + k] to sum[k] for every k of sum, where indices before the
+// trace or past its end repeat its first or last sample.
+void add_clamped(std::vector<float> const& v, long long from, std::vector<double>& sum)
+{
+    long long const n = static_cast<long long>(sum.size()), last = static_cast<long long>(v.size()) - 1;
+    long long k = 0;
+    for (; k < n && from + k < 0; ++k) sum[static_cast<std::size_t>(k)] += v.front();
+    long long const inside = std::min(n, last - from + 1);
+    if (k < inside) {
+        double* __restrict s = sum.data() + k;
+        float const* __restrict p = v.data() + (from + k);
+        for (long long j = 0; j < inside - k; ++j) s[j] += p[j];
+        k = inside;
+    }
+    for (; k < n; ++k) sum[static_cast<std::size_t>(k)] += v.back();
+}
+
 } // namespace
 
 void SEGY3DBrickWriter::set(int dataType, vec<unsigned, 3> const& totalSize, vec<int, 3> const& inlRange,
@@ -90,6 +107,7 @@ void SEGY3DBrickWriter::run()
 
     std::vector<TraceKey> keys, nextKeys;
     std::vector<Trace> traces;
+    std::vector<Brick> bricks;
     std::map<std::pair<int, int>, int> lookup;
     std::size_t const n = units.size();
     for (std::size_t i = 0; i < n; ++i) {
@@ -103,18 +121,15 @@ void SEGY3DBrickWriter::run()
             keys.swap(nextKeys); // requested while the previous unit was filled
         }
 
-        auto t0 = Clock::now();
-        std::vector<Brick> bricks(unit.keys.size());
-        for (std::size_t b = 0; b < bricks.size(); ++b) {
-            static_cast<BrickKey&>(bricks[b]) = unit.keys[b];
-            writer->fill_brick_data_with_undef_values(bricks[b]);
-        }
-        timings_.filling += since(t0);
+        // The bricks' buffers pass from unit to unit: fresh ones would cost a
+        // page fault for every 4 KB of them.
+        bricks.resize(unit.keys.size());
+        for (std::size_t b = 0; b < bricks.size(); ++b) static_cast<BrickKey&>(bricks[b]) = unit.keys[b];
 
         nextKeys.clear();
         if (i + 1 < n) assemble_trace_key_list(nextKeys, units[i + 1].inl, units[i + 1].crl);
         Util::logc("SEGY3DBrickWriter: get_traces_blocking");
-        t0 = Clock::now();
+        auto t0 = Clock::now();
         reader->get_traces_blocking(keys, traces);
         timings_.reading += since(t0);
         if (!nextKeys.empty()) {
@@ -267,37 +282,40 @@ void SEGY3DBrickWriter::fill_typed(Brick& brick, std::vector<Trace> const& trace
                 long long k = 0;
                 for (; k < bs && k0 + k < 0; ++k) e[k] = element_from<T>(v.front());
                 long long const inside = std::min(bs, last - k0 + 1);
-                for (; k < inside; ++k) e[k] = element_from<T>(v[static_cast<std::size_t>(k0 + k)]);
+                if (k < inside) {
+                    float const* __restrict p = v.data() + (k0 + k);
+                    T* __restrict o = e + k;
+                    for (long long m = 0; m < inside - k; ++m) o[m] = element_from<T>(p[m]);
+                    k = inside;
+                }
                 for (; k < bs; ++k) e[k] = element_from<T>(v.back());
                 any = true;
             }
     } else {
-        std::size_t const n = static_cast<std::size_t>(bs * bs * bs);
-        std::vector<double> sums(n, 0.0);
-        std::vector<std::uint32_t> counts(n, 0);
-        for (long long di = 0; di < side; ++di)
-            for (long long dj = 0; dj < side; ++dj) {
-                int const t = window[static_cast<std::size_t>(di * side + dj)];
-                if (t < 0 || traces[static_cast<std::size_t>(t)].samples.empty()) continue;
-                std::vector<float> const& v = traces[static_cast<std::size_t>(t)].samples;
-                long long const last = static_cast<long long>(v.size()) - 1;
-                std::size_t const row = static_cast<std::size_t>(((di / s) * bs + dj / s) * bs);
-                for (long long kk = 0; kk < bs; ++kk) {
-                    long long const from = k0 + kk * s;
-                    double acc = 0.0;
-                    if (from >= 0 && from + s - 1 <= last) {
-                        float const* p = v.data() + from;
-                        for (long long q = 0; q < s; ++q) acc += p[q];
-                    } else {
-                        for (long long q = 0; q < s; ++q) acc += v[static_cast<std::size_t>(std::clamp(from + q, 0LL, last))];
+        // Each element averages s x s traces over s samples. The column of
+        // s x s traces under an element is summed sample by sample first, so
+        // the inner loops run along contiguous samples.
+        thread_local std::vector<double> colsum;
+        colsum.resize(static_cast<std::size_t>(bs * s));
+        for (long long ci = 0; ci < bs; ++ci)
+            for (long long cj = 0; cj < bs; ++cj) {
+                std::fill(colsum.begin(), colsum.end(), 0.0);
+                int traced = 0;
+                for (long long di = ci * s; di < (ci + 1) * s; ++di)
+                    for (long long dj = cj * s; dj < (cj + 1) * s; ++dj) {
+                        int const t = window[static_cast<std::size_t>(di * side + dj)];
+                        if (t < 0 || traces[static_cast<std::size_t>(t)].samples.empty()) continue;
+                        add_clamped(traces[static_cast<std::size_t>(t)].samples, k0, colsum);
+                        ++traced;
                     }
-                    sums[row + static_cast<std::size_t>(kk)] += acc;
-                    counts[row + static_cast<std::size_t>(kk)] += static_cast<std::uint32_t>(s);
+                if (traced == 0) continue;
+                double const count = static_cast<double>(traced) * static_cast<double>(s);
+                T* e = out + (ci * bs + cj) * bs;
+                for (long long kk = 0; kk < bs; ++kk) {
+                    double sum = 0.0;
+                    for (long long q = 0; q < s; ++q) sum += colsum[static_cast<std::size_t>(kk * s + q)];
+                    e[kk] = element_from<T>(sum / count);
                 }
-            }
-        for (std::size_t e = 0; e < n; ++e)
-            if (counts[e] > 0) {
-                out[e] = element_from<T>(sums[e] / counts[e]);
                 any = true;
             }
     }
@@ -335,8 +353,10 @@ void SEGY3DBrickWriter::fill_all(std::vector<Brick>& bricks, std::vector<Trace> 
         std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, std::max<std::size_t>(1, bricks.size() / 8));
     auto const part = [&](std::size_t t) {
         Column col;
-        for (std::size_t b = bricks.size() * t / threads; b < bricks.size() * (t + 1) / threads; ++b)
+        for (std::size_t b = bricks.size() * t / threads; b < bricks.size() * (t + 1) / threads; ++b) {
+            writer->fill_brick_data_with_undef_values(bricks[b]);
             fill_with(bricks[b], traces, lookup, col);
+        }
     };
     std::vector<std::thread> helpers;
     for (std::size_t t = 1; t < threads; ++t) helpers.emplace_back(part, t);
