@@ -164,10 +164,15 @@ void StreamerIndexedSEGY3DReader::wait_for(std::vector<TraceKey> keys, Collect&&
         lock.lock();
     }
 
-    std::vector<TraceKey> pending = keys;
+    // A pinned trace stays once it has come, so the keys are checked once
+    // each, in order, from where the last wake-up stopped: thousands of keys
+    // are not searched again for every batch that arrives.
+    std::size_t arrivedCount = 0;
     auto const arrived = [&] {
-        std::erase_if(pending, [&](TraceKey const& k) { return cache_.count(k) || failed_.count(k); });
-        return pending.empty();
+        while (arrivedCount < keys.size() &&
+               (cache_.count(keys[arrivedCount]) || failed_.count(keys[arrivedCount])))
+            ++arrivedCount;
+        return arrivedCount == keys.size();
     };
     bool const onStreamingThread = std::this_thread::get_id() == g_streamingThread.load(std::memory_order_relaxed);
     while (!arrived()) {

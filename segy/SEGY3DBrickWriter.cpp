@@ -1,6 +1,7 @@
 #include "segy/SEGY3DBrickWriter.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <cstring>
@@ -19,12 +20,18 @@ using Clock = std::chrono::steady_clock;
 
 double since(Clock::time_point t0) { return std::chrono::duration<double>(Clock::now() - t0).count(); }
 
-// Truncation towards zero into T; values beyond T's range saturate instead of overflowing.
+// Truncation towards zero into T; values beyond T's range saturate instead
+// of overflowing, NaN gives 0. Up to 32 bits the limits are exact doubles and
+// the clamp is branch-free, so the copies vectorise.
 template <class T>
 T element_from(double v)
 {
     if constexpr (std::is_floating_point_v<T>) {
         return static_cast<T>(v);
+    } else if constexpr (sizeof(T) <= 4) {
+        double const lo = static_cast<double>(std::numeric_limits<T>::min());
+        double const hi = static_cast<double>(std::numeric_limits<T>::max());
+        return static_cast<T>(v == v ? std::min(std::max(v, lo), hi) : 0.0);
     } else {
         if (!(v == v)) return T(0);
         if (v <= static_cast<double>(std::numeric_limits<T>::min())) return std::numeric_limits<T>::min();
@@ -48,6 +55,24 @@ void add_clamped(std::vector<float> const& v, long long from, std::vector<double
         k = inside;
     }
     for (; k < n; ++k) sum[static_cast<std::size_t>(k)] += v.back();
+}
+
+// Writes v[from + k] as T to out[k] for k below n, where indices before the
+// trace or past its end repeat its first or last sample.
+template <class T>
+void copy_clamped(std::vector<float> const& v, long long from, T* out, long long n)
+{
+    long long const last = static_cast<long long>(v.size()) - 1;
+    long long k = 0;
+    for (; k < n && from + k < 0; ++k) out[k] = element_from<T>(v.front());
+    long long const inside = std::min(n, last - from + 1);
+    if (k < inside) {
+        float const* __restrict p = v.data() + (from + k);
+        T* __restrict o = out + k;
+        for (long long m = 0; m < inside - k; ++m) o[m] = element_from<T>(p[m]);
+        k = inside;
+    }
+    for (; k < n; ++k) out[k] = element_from<T>(v.back());
 }
 
 } // namespace
@@ -140,7 +165,6 @@ void SEGY3DBrickWriter::run()
         t0 = Clock::now();
         lookup.clear();
         assemble_inl_crl_pair_to_tracenum(lookup, traces, extension);
-        column_ = Column{};
         Util::logc("SEGY3DBrickWriter: fill");
         fill_all(bricks, traces, lookup);
         timings_.filling += since(t0);
@@ -233,19 +257,14 @@ void SEGY3DBrickWriter::assemble_inl_crl_pair_to_tracenum(std::map<std::pair<int
     }
 }
 
-// The trace index of every (inline, crossline) of the brick's window at its
-// level, resolved once for the column of bricks that shares it.
-std::vector<int> const& SEGY3DBrickWriter::column(BrickKey const& key, vec<unsigned, 3> const& pos,
-                                                  std::map<std::pair<int, int>, int> const& lookup, Column& col) const
+// The trace index of every (inline, crossline) of a brick column's window at
+// its level, -1 where there is none.
+void SEGY3DBrickWriter::window_of(unsigned level, vec<unsigned, 3> const& pos,
+                                  std::map<std::pair<int, int>, int> const& lookup, std::vector<int>& window) const
 {
-    if (col.lookup == &lookup && col.level == key.level && col.py == pos[1] && col.pz == pos[2]) return col.traces;
-    col.lookup = &lookup;
-    col.level = key.level;
-    col.py = pos[1];
-    col.pz = pos[2];
-    long long const s = 1LL << key.level, core = brick_size - 2 * border, side = brick_size * s;
+    long long const s = 1LL << level, core = brick_size - 2 * border, side = brick_size * s;
     long long const i0 = (pos[2] * core - border) * s, j0 = (pos[1] * core - border) * s;
-    col.traces.assign(static_cast<std::size_t>(side * side), -1);
+    window.assign(static_cast<std::size_t>(side * side), -1);
     for (long long di = 0; di < side; ++di)
         for (long long dj = 0; dj < side; ++dj) {
             long long const inl = inl_rng_[0] + inl_rng_[2] * (i0 + di);
@@ -254,94 +273,102 @@ std::vector<int> const& SEGY3DBrickWriter::column(BrickKey const& key, vec<unsig
                 crl < std::numeric_limits<int>::min() || crl > std::numeric_limits<int>::max())
                 continue;
             auto const it = lookup.find({static_cast<int>(inl), static_cast<int>(crl)});
-            if (it != lookup.end()) col.traces[static_cast<std::size_t>(di * side + dj)] = it->second;
+            if (it != lookup.end()) window[static_cast<std::size_t>(di * side + dj)] = it->second;
         }
-    return col.traces;
 }
 
+// A column's bricks share their traces and differ only in the samples they
+// take, so each trace is walked once, front to back, for all of them: walking
+// it brick by brick costs a cache miss for every few samples.
 template <class T>
-void SEGY3DBrickWriter::fill_typed(Brick& brick, std::vector<Trace> const& traces,
-                                   std::map<std::pair<int, int>, int> const& lookup, Column& col) const
+void SEGY3DBrickWriter::fill_typed(Brick* const* column, std::size_t count, std::vector<Trace> const& traces,
+                                   std::map<std::pair<int, int>, int> const& lookup) const
 {
-    vec<unsigned, 3> const pos = grid_.id2pos(brick);
-    std::vector<int> const& window = column(brick, pos, lookup, col);
-    long long const bs = brick_size, s = 1LL << brick.level, core = brick_size - 2 * border, side = bs * s;
-    long long const k0 = (pos[0] * core - border) * s;
-    T* out = reinterpret_cast<T*>(brick.data.data());
+    unsigned const level = column[0]->level;
+    vec<unsigned, 3> const pos = grid_.id2pos(*column[0]);
+    thread_local std::vector<int> window;
+    window_of(level, pos, lookup, window);
+    long long const bs = brick_size, s = 1LL << level, core = brick_size - 2 * border, side = bs * s;
+    thread_local std::vector<long long> k0; // each brick's first sample
+    thread_local std::vector<T*> out;
+    k0.resize(count);
+    out.resize(count);
+    for (std::size_t b = 0; b < count; ++b) {
+        k0[b] = (grid_.id2pos(*column[b])[0] * core - border) * s;
+        out[b] = reinterpret_cast<T*>(column[b]->data.data());
+    }
+    auto const trace = [&](long long di, long long dj) -> std::vector<float> const* {
+        int const t = window[static_cast<std::size_t>(di * side + dj)];
+        if (t < 0 || traces[static_cast<std::size_t>(t)].samples.empty()) return nullptr;
+        return &traces[static_cast<std::size_t>(t)].samples;
+    };
     bool any = false;
 
-    if (brick.level == 0) {
+    if (level == 0) {
         for (long long i = 0; i < bs; ++i)
             for (long long j = 0; j < bs; ++j) {
-                int const t = window[static_cast<std::size_t>(i * side + j)];
-                if (t < 0 || traces[static_cast<std::size_t>(t)].samples.empty()) continue;
-                std::vector<float> const& v = traces[static_cast<std::size_t>(t)].samples;
-                long long const last = static_cast<long long>(v.size()) - 1;
-                T* e = out + (i * bs + j) * bs;
-                // Indices before the trace or past its end repeat its first or last sample.
-                long long k = 0;
-                for (; k < bs && k0 + k < 0; ++k) e[k] = element_from<T>(v.front());
-                long long const inside = std::min(bs, last - k0 + 1);
-                if (k < inside) {
-                    float const* __restrict p = v.data() + (k0 + k);
-                    T* __restrict o = e + k;
-                    for (long long m = 0; m < inside - k; ++m) o[m] = element_from<T>(p[m]);
-                    k = inside;
-                }
-                for (; k < bs; ++k) e[k] = element_from<T>(v.back());
+                std::vector<float> const* v = trace(i, j);
+                if (!v) continue;
+                for (std::size_t b = 0; b < count; ++b) copy_clamped(*v, k0[b], out[b] + (i * bs + j) * bs, bs);
                 any = true;
             }
     } else {
-        // Each element averages s x s traces over s samples. The column of
-        // s x s traces under an element is summed sample by sample first, so
-        // the inner loops run along contiguous samples.
+        // Each element averages s x s traces over s samples. The traces under
+        // an element are summed sample by sample over the column's whole
+        // range first; each brick then takes its part in runs of s.
+        auto const [lo, hi] = std::minmax_element(k0.begin(), k0.end());
+        long long const from = *lo;
         thread_local std::vector<double> colsum;
-        colsum.resize(static_cast<std::size_t>(bs * s));
+        colsum.resize(static_cast<std::size_t>(*hi - from + bs * s));
         for (long long ci = 0; ci < bs; ++ci)
             for (long long cj = 0; cj < bs; ++cj) {
                 std::fill(colsum.begin(), colsum.end(), 0.0);
                 int traced = 0;
                 for (long long di = ci * s; di < (ci + 1) * s; ++di)
-                    for (long long dj = cj * s; dj < (cj + 1) * s; ++dj) {
-                        int const t = window[static_cast<std::size_t>(di * side + dj)];
-                        if (t < 0 || traces[static_cast<std::size_t>(t)].samples.empty()) continue;
-                        add_clamped(traces[static_cast<std::size_t>(t)].samples, k0, colsum);
-                        ++traced;
-                    }
+                    for (long long dj = cj * s; dj < (cj + 1) * s; ++dj)
+                        if (std::vector<float> const* v = trace(di, dj)) {
+                            add_clamped(*v, from, colsum);
+                            ++traced;
+                        }
                 if (traced == 0) continue;
-                double const count = static_cast<double>(traced) * static_cast<double>(s);
-                T* e = out + (ci * bs + cj) * bs;
-                for (long long kk = 0; kk < bs; ++kk) {
-                    double sum = 0.0;
-                    for (long long q = 0; q < s; ++q) sum += colsum[static_cast<std::size_t>(kk * s + q)];
-                    e[kk] = element_from<T>(sum / count);
+                double const n = static_cast<double>(traced) * static_cast<double>(s);
+                for (std::size_t b = 0; b < count; ++b) {
+                    double const* c = colsum.data() + (k0[b] - from);
+                    T* e = out[b] + (ci * bs + cj) * bs;
+                    for (long long kk = 0; kk < bs; ++kk) {
+                        double sum = 0.0;
+                        for (long long q = 0; q < s; ++q) sum += c[kk * s + q];
+                        e[kk] = element_from<T>(sum / n);
+                    }
                 }
                 any = true;
             }
     }
-    if (!any) brick.data.clear(); // no trace reaches it: undefined
+    if (!any) // no trace reaches them: undefined
+        for (std::size_t b = 0; b < count; ++b) column[b]->data.clear();
 }
 
 void SEGY3DBrickWriter::fill_brick(Brick& brick, std::vector<Trace> const& traces,
                                    std::map<std::pair<int, int>, int> const& lookup)
 {
-    fill_with(brick, traces, lookup, column_);
+    Brick* const one = &brick;
+    fill_column(&one, 1, traces, lookup);
 }
 
-void SEGY3DBrickWriter::fill_with(Brick& brick, std::vector<Trace> const& traces,
-                                  std::map<std::pair<int, int>, int> const& lookup, Column& col) const
+void SEGY3DBrickWriter::fill_column(Brick* const* column, std::size_t count, std::vector<Trace> const& traces,
+                                    std::map<std::pair<int, int>, int> const& lookup) const
 {
     switch (data_type) {
     case 1:
-    case 2: fill_typed<std::int8_t>(brick, traces, lookup, col); break;
+    case 2: fill_typed<std::int8_t>(column, count, traces, lookup); break;
     case 3:
-    case 4: fill_typed<std::int16_t>(brick, traces, lookup, col); break;
-    case 5: fill_typed<std::int32_t>(brick, traces, lookup, col); break;
-    case 6: fill_typed<std::uint32_t>(brick, traces, lookup, col); break;
-    case 7: fill_typed<std::int64_t>(brick, traces, lookup, col); break;
-    case 8: fill_typed<std::uint64_t>(brick, traces, lookup, col); break;
-    case 9: fill_typed<float>(brick, traces, lookup, col); break;
-    case 10: fill_typed<double>(brick, traces, lookup, col); break;
+    case 4: fill_typed<std::int16_t>(column, count, traces, lookup); break;
+    case 5: fill_typed<std::int32_t>(column, count, traces, lookup); break;
+    case 6: fill_typed<std::uint32_t>(column, count, traces, lookup); break;
+    case 7: fill_typed<std::int64_t>(column, count, traces, lookup); break;
+    case 8: fill_typed<std::uint64_t>(column, count, traces, lookup); break;
+    case 9: fill_typed<float>(column, count, traces, lookup); break;
+    case 10: fill_typed<double>(column, count, traces, lookup); break;
     default: break; // bits and unknown types are left as they are
     }
 }
@@ -349,18 +376,34 @@ void SEGY3DBrickWriter::fill_with(Brick& brick, std::vector<Trace> const& traces
 void SEGY3DBrickWriter::fill_all(std::vector<Brick>& bricks, std::vector<Trace> const& traces,
                                  std::map<std::pair<int, int>, int> const& lookup) const
 {
-    std::size_t const threads =
-        std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, std::max<std::size_t>(1, bricks.size() / 8));
-    auto const part = [&](std::size_t t) {
-        Column col;
-        for (std::size_t b = bricks.size() * t / threads; b < bricks.size() * (t + 1) / threads; ++b) {
-            writer->fill_brick_data_with_undef_values(bricks[b]);
-            fill_with(bricks[b], traces, lookup, col);
+    // The work is split into columns: runs of bricks of one level with the
+    // same inline and crossline position.
+    std::vector<Brick*> order(bricks.size());
+    std::vector<std::pair<std::size_t, std::size_t>> columns; // first, count
+    for (std::size_t b = 0; b < bricks.size(); ++b) {
+        order[b] = &bricks[b];
+        vec<unsigned, 3> const p = grid_.id2pos(bricks[b]);
+        if (b > 0) {
+            vec<unsigned, 3> const q = grid_.id2pos(bricks[b - 1]);
+            if (bricks[b].level == bricks[b - 1].level && p[1] == q[1] && p[2] == q[2]) {
+                ++columns.back().second;
+                continue;
+            }
+        }
+        columns.emplace_back(b, 1);
+    }
+    std::atomic<std::size_t> next{0};
+    auto const work = [&] {
+        for (std::size_t c; (c = next.fetch_add(1)) < columns.size();) {
+            auto const [first, count] = columns[c];
+            for (std::size_t b = first; b < first + count; ++b) writer->fill_brick_data_with_undef_values(bricks[b]);
+            fill_column(order.data() + first, count, traces, lookup);
         }
     };
+    std::size_t const threads = std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, columns.size());
     std::vector<std::thread> helpers;
-    for (std::size_t t = 1; t < threads; ++t) helpers.emplace_back(part, t);
-    part(0);
+    for (std::size_t t = 1; t < threads; ++t) helpers.emplace_back(work);
+    work();
     for (auto& h : helpers) h.join();
 }
 

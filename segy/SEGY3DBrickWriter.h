@@ -60,21 +60,15 @@ private:
                                            int extension) const;
     void fill_brick(Brick& brick, std::vector<Trace> const& traces, std::map<std::pair<int, int>, int> const& lookup);
 
-    // The traces of the inline-by-crossline window of the last brick column
-    // filled (-1 where none): the bricks of one column share it.
-    struct Column {
-        std::map<std::pair<int, int>, int> const* lookup = nullptr;
-        unsigned level = 0, py = 0, pz = 0;
-        std::vector<int> traces;
-    };
-    void fill_with(Brick& brick, std::vector<Trace> const& traces, std::map<std::pair<int, int>, int> const& lookup,
-                   Column& col) const;
+    void window_of(unsigned level, vec<unsigned, 3> const& pos, std::map<std::pair<int, int>, int> const& lookup,
+                   std::vector<int>& window) const;
+    // Fills count bricks of one level that share their inline and crossline position.
+    void fill_column(Brick* const* column, std::size_t count, std::vector<Trace> const& traces,
+                     std::map<std::pair<int, int>, int> const& lookup) const;
     template <class T>
-    void fill_typed(Brick& brick, std::vector<Trace> const& traces, std::map<std::pair<int, int>, int> const& lookup,
-                    Column& col) const;
-    std::vector<int> const& column(BrickKey const& key, vec<unsigned, 3> const& pos,
-                                   std::map<std::pair<int, int>, int> const& lookup, Column& col) const;
-    // Fills a unit's bricks on all cores, each thread a run of whole columns.
+    void fill_typed(Brick* const* column, std::size_t count, std::vector<Trace> const& traces,
+                    std::map<std::pair<int, int>, int> const& lookup) const;
+    // Fills a unit's bricks on all cores, a column at a time.
     void fill_all(std::vector<Brick>& bricks, std::vector<Trace> const& traces,
                   std::map<std::pair<int, int>, int> const& lookup) const;
 
@@ -91,7 +85,6 @@ private:
 
     BrickGrid grid_;
     Timings timings_;
-    Column column_; // for fill_brick
 };
 
 } // namespace Tolmar
