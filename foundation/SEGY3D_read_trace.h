@@ -19,4 +19,8 @@ namespace Tolmar {
 bool SEGY3D_read_trace(std::istream& stream, long long offset, IndexedSEGYHeader const& header,
                        std::vector<float>& out);
 
+// The same for a trace already in memory: `trace` points at its 240-byte
+// header, followed by all its samples.
+bool SEGY3D_decode_trace(unsigned char const* trace, IndexedSEGYHeader const& header, std::vector<float>& out);
+
 } // namespace Tolmar

@@ -301,6 +301,31 @@ void StreamerIndexedSEGY3DReader::take_read_ahead(std::vector<Job>& jobs)
     if (jobs.empty()) aheadLeft_ = 0;
 }
 
+// Traces that follow each other in the file are read with one call: a read
+// a trace costs more in the system than decoding it. A run that cannot be
+// read whole is read trace by trace, so the good ones before a damaged end
+// still arrive.
+void StreamerIndexedSEGY3DReader::read_jobs(std::vector<Job>& jobs)
+{
+    for (std::size_t first = 0, last; first < jobs.size(); first = last) {
+        last = first + 1;
+        while (last < jobs.size() && jobs[last].offset == jobs[last - 1].offset + traceBytes_) ++last;
+        bool whole = false;
+        if (last - first > 1 && traceBytes_ > 0) {
+            std::size_t const bytes = static_cast<std::size_t>(traceBytes_) * (last - first);
+            runBuffer_.resize(bytes);
+            stream_->clear();
+            stream_->seekg(jobs[first].offset, std::ios::beg);
+            stream_->read(reinterpret_cast<char*>(runBuffer_.data()), static_cast<std::streamsize>(bytes));
+            whole = static_cast<std::size_t>(stream_->gcount()) == bytes;
+        }
+        for (std::size_t j = first; j < last; ++j)
+            jobs[j].ok = whole ? SEGY3D_decode_trace(runBuffer_.data() + (j - first) * traceBytes_, index_.header,
+                                                     jobs[j].samples)
+                               : SEGY3D_read_trace(*stream_, jobs[j].offset, index_.header, jobs[j].samples);
+    }
+}
+
 bool StreamerIndexedSEGY3DReader::read_round(Clock::time_point deadline, bool readAhead, bool& didWork)
 {
     bool answered = false;
@@ -317,7 +342,7 @@ bool StreamerIndexedSEGY3DReader::read_round(Clock::time_point deadline, bool re
         if (jobs.empty()) break;
 
         // The file is read without the lock, so callers are never held up by it.
-        for (Job& j : jobs) j.ok = SEGY3D_read_trace(*stream_, j.offset, index_.header, j.samples);
+        read_jobs(jobs);
         didWork = true;
         if (requested) {
             aheadKey_ = jobs.back().key;

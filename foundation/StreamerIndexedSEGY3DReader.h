@@ -122,6 +122,7 @@ private:
     // Streaming thread: reads batches until `deadline` or until nothing is
     // left; answers whether any request was answered.
     bool read_round(Clock::time_point deadline, bool readAhead, bool& didWork);
+    void read_jobs(std::vector<Job>& jobs);
     bool next_in_file(TraceKey& key, long long& offset) const;
 
     // Under mutex_:
@@ -143,6 +144,7 @@ private:
 
     // Streaming thread only (and the destructor).
     std::unique_ptr<std::istream> stream_;
+    std::vector<unsigned char> runBuffer_; // for the streaming thread only
     long long sweepOffset_ = 0; // where the forward sweep over the queue stands
     TraceKey aheadKey_;         // the last trace read ahead, or requested
     long long aheadOffset_ = 0;
