@@ -173,15 +173,21 @@ bool Streamer3DGridLowLevelWriter::read_stored(TableEntry const& e, std::vector<
     return decode_brick(stored.data(), stored.size(), e.encoding, data);
 }
 
-void Streamer3DGridLowLevelWriter::store(std::size_t index, std::vector<char> const& stored, std::uint8_t encoding)
+void Streamer3DGridLowLevelWriter::encode(std::vector<char> const& data, Encoded& e) const
+{
+    encode_brick(data, e.stored, e.encoding);
+    e.checksum = XXH64(e.stored.data(), e.stored.size(), 0);
+}
+
+void Streamer3DGridLowLevelWriter::store(std::size_t index, Encoded const& encoded)
 {
     TableEntry e;
     e.offset = next_;
-    e.size = static_cast<std::uint32_t>(stored.size());
-    e.encoding = encoding;
-    e.checksum = XXH64(stored.data(), stored.size(), 0);
-    if (!write_at(next_, stored.data(), stored.size())) return;
-    next_ += stored.size();
+    e.size = static_cast<std::uint32_t>(encoded.stored.size());
+    e.encoding = encoded.encoding;
+    e.checksum = encoded.checksum;
+    if (!write_at(next_, encoded.stored.data(), encoded.stored.size())) return;
+    next_ += encoded.stored.size();
     table_[index] = e;
 }
 
@@ -207,22 +213,17 @@ void Streamer3DGridLowLevelWriter::add_bricks(std::vector<Brick> const& bricks)
         highestWritten_ = std::max(highestWritten_, static_cast<int>(b.level));
         accepted.push_back(&b);
     }
-    struct Encoded {
-        std::vector<char> stored;
-        std::uint8_t encoding = kRaw;
-    };
     std::vector<Encoded> encoded(accepted.size());
     auto const t0 = std::chrono::steady_clock::now();
     parallel_for(accepted.size(), [&](std::size_t i) {
-        if (!accepted[i]->data.empty())
-            encode_brick(accepted[i]->data, encoded[i].stored, encoded[i].encoding);
+        if (!accepted[i]->data.empty()) encode(accepted[i]->data, encoded[i]);
     });
     auto const t1 = std::chrono::steady_clock::now();
     // Written in the order given, so a brick given twice ends as its last copy.
     for (std::size_t i = 0; i < accepted.size(); ++i) {
         std::size_t const index = table_index(*accepted[i]);
         if (accepted[i]->data.empty()) table_[index] = TableEntry{};
-        else store(index, encoded[i].stored, encoded[i].encoding);
+        else store(index, encoded[i]);
     }
     encodeSeconds_ += std::chrono::duration<double>(t1 - t0).count();
     writeSeconds_ += std::chrono::duration<double>(std::chrono::steady_clock::now() - t1).count();
@@ -386,19 +387,14 @@ void Streamer3DGridLowLevelWriter::derive_level(unsigned level)
                     cache[missing[m].second] = {nb.bricks[missing[m].first], lru.begin()};
                 }
 
-                struct Out {
-                    std::vector<char> stored;
-                    std::uint8_t encoding = kRaw;
-                };
-                std::vector<Out> out(parents.size());
+                std::vector<Encoded> out(parents.size());
                 parallel_for(parents.size(), [&](std::size_t n) {
                     std::vector<char> data(brickBytes_);
                     average_brick<T>(nb, 2L * (parents[n] - px0), src, bs, static_cast<T>(undef_), data);
-                    encode_brick(data, out[n].stored, out[n].encoding);
+                    encode(data, out[n]);
                 });
                 for (std::size_t n = 0; n < parents.size(); ++n)
-                    store(table_index({level, grid_.pos2id(parents[n], py, pz, level)}), out[n].stored,
-                          out[n].encoding);
+                    store(table_index({level, grid_.pos2id(parents[n], py, pz, level)}), out[n]);
 
                 while (cache.size() * brickBytes_ > cacheLimit_ && !lru.empty()) {
                     cache.erase(lru.back());

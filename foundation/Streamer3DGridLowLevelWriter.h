@@ -66,7 +66,14 @@ private:
     void derive_level(unsigned level);
     void derive(unsigned level);
     bool read_stored(TableEntry const& e, std::vector<char>& data) const;
-    void store(std::size_t index, std::vector<char> const& stored, std::uint8_t encoding);
+    // A brick as it goes to the file; made on any thread, stored in order.
+    struct Encoded {
+        std::vector<char> stored;
+        std::uint8_t encoding = 0;
+        std::uint64_t checksum = 0;
+    };
+    void encode(std::vector<char> const& data, Encoded& e) const;
+    void store(std::size_t index, Encoded const& encoded);
     bool write_at(std::uint64_t offset, void const* p, std::size_t n);
     void abandon();
 

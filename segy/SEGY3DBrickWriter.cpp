@@ -110,6 +110,9 @@ void SEGY3DBrickWriter::run()
         Util::logc("SEGY3DBrickWriter: nothing to do");
         return;
     }
+    Brick undefined;
+    writer->fill_brick_data_with_undef_values(undefined);
+    undef_brick_ = std::move(undefined.data);
     auto const& counts = grid_.level_counts();
     int const levels = static_cast<int>(counts.size());
     Util::logf(" num_levels = %d\n", levels);
@@ -302,13 +305,21 @@ void SEGY3DBrickWriter::fill_typed(Brick* const* column, std::size_t count, std:
         if (t < 0 || traces[static_cast<std::size_t>(t)].samples.empty()) return nullptr;
         return &traces[static_cast<std::size_t>(t)].samples;
     };
+    T u; // the undefined value, for what no trace reaches
+    std::memcpy(&u, undef_brick_.data(), sizeof u);
+    auto const undefined = [&](long long i, long long j) {
+        for (std::size_t b = 0; b < count; ++b) std::fill_n(out[b] + (i * bs + j) * bs, bs, u);
+    };
     bool any = false;
 
     if (level == 0) {
         for (long long i = 0; i < bs; ++i)
             for (long long j = 0; j < bs; ++j) {
                 std::vector<float> const* v = trace(i, j);
-                if (!v) continue;
+                if (!v) {
+                    undefined(i, j);
+                    continue;
+                }
                 for (std::size_t b = 0; b < count; ++b) copy_clamped(*v, k0[b], out[b] + (i * bs + j) * bs, bs);
                 any = true;
             }
@@ -330,7 +341,10 @@ void SEGY3DBrickWriter::fill_typed(Brick* const* column, std::size_t count, std:
                             add_clamped(*v, from, colsum);
                             ++traced;
                         }
-                if (traced == 0) continue;
+                if (traced == 0) {
+                    undefined(ci, cj);
+                    continue;
+                }
                 double const n = static_cast<double>(traced) * static_cast<double>(s);
                 for (std::size_t b = 0; b < count; ++b) {
                     double const* c = colsum.data() + (k0[b] - from);
@@ -352,6 +366,7 @@ void SEGY3DBrickWriter::fill_brick(Brick& brick, std::vector<Trace> const& trace
                                    std::map<std::pair<int, int>, int> const& lookup)
 {
     Brick* const one = &brick;
+    brick.data.resize(undef_brick_.size());
     fill_column(&one, 1, traces, lookup);
 }
 
@@ -369,7 +384,9 @@ void SEGY3DBrickWriter::fill_column(Brick* const* column, std::size_t count, std
     case 8: fill_typed<std::uint64_t>(column, count, traces, lookup); break;
     case 9: fill_typed<float>(column, count, traces, lookup); break;
     case 10: fill_typed<double>(column, count, traces, lookup); break;
-    default: break; // bits and unknown types are left as they are
+    default: // bits and unknown types are left undefined
+        for (std::size_t b = 0; b < count; ++b) column[b]->data = undef_brick_;
+        break;
     }
 }
 
@@ -396,7 +413,7 @@ void SEGY3DBrickWriter::fill_all(std::vector<Brick>& bricks, std::vector<Trace> 
     auto const work = [&] {
         for (std::size_t c; (c = next.fetch_add(1)) < columns.size();) {
             auto const [first, count] = columns[c];
-            for (std::size_t b = first; b < first + count; ++b) writer->fill_brick_data_with_undef_values(bricks[b]);
+            for (std::size_t b = first; b < first + count; ++b) bricks[b].data.resize(undef_brick_.size());
             fill_column(order.data() + first, count, traces, lookup);
         }
     };

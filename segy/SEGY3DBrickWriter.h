@@ -84,6 +84,7 @@ private:
     std::shared_ptr<Streamer3DGridLowLevelWriter> writer;
 
     BrickGrid grid_;
+    std::vector<char> undef_brick_; // a brick of undefined values, as the writer makes them
     Timings timings_;
 };
 
