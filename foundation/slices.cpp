@@ -113,7 +113,7 @@ bool in(int index, unsigned count) { return index >= 0 && index < static_cast<in
 
 constexpr int kSamplesThenCrosslines[3] = {0, 1, 2};
 constexpr int kSamplesThenInlines[3] = {0, 2, 1};
-constexpr int kCrosslinesThenInlines[3] = {1, 2, 0};
+constexpr int kInlinesThenCrosslines[3] = {2, 1, 0};
 
 } // namespace
 
@@ -168,7 +168,7 @@ bool timeslice(GridReaderPtr const& reader, double z, int inlStart, int inlStop,
     line_range(inlStart, inlStop, info.inlineRange, i0, i1);
     line_range(crlStart, crlStop, info.crosslineRange, c0, c1);
     Box const b{{k, c0, i0}, {k, c1, i1}};
-    return extract(*reader, b, kCrosslinesThenInlines, out, size);
+    return extract(*reader, b, kInlinesThenCrosslines, out, size);
 }
 
 bool timeslice(GridReaderPtr const& reader, double z, std::vector<float>& out, vec<int, 2>& size)

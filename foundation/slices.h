@@ -7,7 +7,7 @@
 // Layout of `out`, with `size` its two dimensions, the first running fastest:
 //   iline:     samples x crosslines   out[c * size[0] + s]
 //   crossline: samples x inlines      out[i * size[0] + s]
-//   timeslice: crosslines x inlines   out[i * size[0] + c]
+//   timeslice: inlines x crosslines   out[c * size[0] + i]
 // Line numbers and z values are those of the survey (SEGYCubeInfo); windows
 // include both ends and are clipped to the cube.
 

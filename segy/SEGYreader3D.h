@@ -132,6 +132,15 @@ public:
     // Where the time of the last read_brick went.
     SEGY3DBrickWriter::Timings const& brickTimings() const { return brickTimings_; }
 
+    // Writes the scanned survey's index, its record and an amplitude
+    // histogram to path, so that the SEG-Y file can be used without bricks.
+    // Answers 1 on success, 0 when the file cannot be written. On success
+    // with rescaling, the amplitude range becomes the mapped one, rounded.
+    int write_index(std::string const& path);
+    // 65536 bins between the record's lowest and highest amplitude, from
+    // about 50 x 50 traces spread evenly over the survey.
+    void generate_histogram_for_index(IndexedSEGYHeader const& header, std::vector<unsigned long long>& bins);
+
     // One bit per trace: accepted by the last full scan.
     std::vector<bool> const& selected() const { return selected_; }
     // Traces without signal found by a full scan with NavOutlineLive.

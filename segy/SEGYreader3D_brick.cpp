@@ -100,6 +100,9 @@ int SEGYreader3D::read_brick(std::string const& folder, std::string const& name,
         Util::logc("!brick_writer->create");
         return 0;
     }
+    std::vector<unsigned long long> bins; // of the mapped amplitudes, as in an index file
+    generate_histogram_for_index(h, bins);
+    writer->set_histogram(bins);
     auto reader = open_indexed_segy3d_reader(filename_, traceIndex_);
     if (!reader) {
         Util::logc("!indexed_reader");

@@ -87,10 +87,10 @@ TEST(Slices, LinesTimeslicesAndTracesMatchTheCube)
         for (int k = 0; k < int(kNs); ++k) ASSERT_EQ(out[i * size[0] + k], expected(k, 31, i));
 
     ASSERT_TRUE(Tolmar::timeslice(r, 10.0 + 4 * 33, out, size)); // sample 33, inside the undefined brick's column
-    EXPECT_EQ(size[0], int(kNc));
-    EXPECT_EQ(size[1], int(kNi));
-    for (int i = 0; i < int(kNi); ++i)
-        for (int j = 0; j < int(kNc); ++j) ASSERT_EQ(out[i * size[0] + j], expected(33, j, i));
+    EXPECT_EQ(size[0], int(kNi));
+    EXPECT_EQ(size[1], int(kNc));
+    for (int j = 0; j < int(kNc); ++j)
+        for (int i = 0; i < int(kNi); ++i) ASSERT_EQ(out[j * size[0] + i], expected(33, j, i));
 
     // Windows: clipped to the cube, either order of the ends.
     ASSERT_TRUE(Tolmar::iline(r, 139, 296, 240, 6.0, 30.0, out, size));
@@ -99,9 +99,9 @@ TEST(Slices, LinesTimeslicesAndTracesMatchTheCube)
     EXPECT_EQ(out[0], expected(0, 20, 39));
     EXPECT_EQ(out[28 * 6 + 5], expected(5, 48, 39));
     ASSERT_TRUE(Tolmar::timeslice(r, 50.0, 120, 125, 200, 204, out, size));
-    EXPECT_EQ(size[0], 3);
-    EXPECT_EQ(size[1], 6);
-    EXPECT_EQ(out[5 * 3 + 2], expected(10, 2, 25));
+    EXPECT_EQ(size[0], 6);
+    EXPECT_EQ(size[1], 3);
+    EXPECT_EQ(out[2 * 6 + 5], expected(10, 2, 25));
     ASSERT_TRUE(Tolmar::crossline(r, 200, 139, 130, 280.0, 400.0, out, size));
     EXPECT_EQ(size[0], 2);
     EXPECT_EQ(size[1], 10);

@@ -1,0 +1,324 @@
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cmath>
+#include <numeric>
+#include <sstream>
+
+#include "debug_capture.h"
+#include "foundation/Streamer3DGridReader.h"
+#include "foundation/StreamerIndexedSEGY3DReader.h"
+#include "segy/FakeSeismic3DTraceReader.h"
+#include "segy/SEGYreader3D.h"
+#include "segy/Seismic3DTraceReader.h"
+#include "segy_test_util.h"
+
+extern "C" {
+void c_index_histogram(char const* segy, char const* index, float* low, float* high, unsigned long long* bins, int n);
+void c_brick_histogram(char const* path, float* low, float* high, unsigned long long* bins, int n);
+void c_ranges(char const* brick, char const* segy, char const* index, float cutLow, float cutHigh, float out[8]);
+}
+
+using namespace tolmar_test;
+using Tolmar::SEGYreader3D;
+using Tolmar::Seismic3DTraceReader;
+
+namespace {
+
+// Scans a survey and writes both its index file and its brick file.
+struct Imported {
+    ScratchDir dir;
+    Survey sv;
+    std::string segy, index, bricks;
+
+    explicit Imported(Survey s, unsigned storage = 32) : sv(std::move(s))
+    {
+        segy = dir.path("s.sgy");
+        index = dir.path("s.idx");
+        bricks = dir.path("cube.tmf");
+        EXPECT_TRUE(writeSurvey(segy, sv));
+        SEGYreader3D r;
+        r.setFile(segy);
+        r.setIbmFloat(true);
+        r.setStorage(storage);
+        r.setInlRange(-100000, 100000, 1);
+        r.setCrlRange(-100000, 100000, 1);
+        r.setZRange(0, 100000, 0.001);
+        Layout const l;
+        EXPECT_EQ(r.scan(l.types, l.positions, false, true), 1);
+        EXPECT_EQ(r.write_index(index), 1);
+        EXPECT_EQ(r.read_brick(dir.dir() + "/", "cube", l.types, l.positions, false), 1);
+    }
+};
+
+// Linear in all three directions, so bilinear interpolation is exact; the
+// trace at inline 120, crossline 230 is missing.
+Survey linearSurvey()
+{
+    Survey sv;
+    sv.inlines = 40;
+    sv.crosslines = 38;
+    sv.samples = 70;
+    sv.amplitude = [](int il, int xl, int k) { return static_cast<float>((il - 100) * 3 - (xl - 200) + k * 0.5); };
+    sv.present = [](int il, int xl) { return !(il == 120 && xl == 230); };
+    return sv;
+}
+
+double linear(double il, double xl, int k) { return (il - 100) * 3 - (xl - 200) + k * 0.5; }
+
+} // namespace
+
+TEST(CubeReader, BothSourcesAgreeWithTheSurvey)
+{
+    Imported const im(linearSurvey());
+    Seismic3DTraceReader bricks(im.bricks), indexed(im.segy, im.index);
+    ASSERT_TRUE(bricks.valid());
+    ASSERT_TRUE(indexed.valid());
+    for (Seismic3DTraceReader* r : {&bricks, &indexed}) {
+        EXPECT_EQ(r->inlStart, 100);
+        EXPECT_EQ(r->inlStop, 139);
+        EXPECT_EQ(r->crlStart, 200);
+        EXPECT_EQ(r->crlStop, 274);
+        EXPECT_EQ(r->crlStep, 2);
+        EXPECT_EQ(r->ninl(), 40);
+        EXPECT_EQ(r->ncrl(), 38);
+        EXPECT_EQ(r->nt(), 70);
+        EXPECT_NEAR(r->x(110, 230), im.sv.x(110, 230), 1e-6);
+        EXPECT_NEAR(r->y(110, 230), im.sv.y(110, 230), 1e-6);
+        EXPECT_NEAR(r->inLd(r->xd(110.5, 231.0), r->yd(110.5, 231.0)), 110.5, 1e-6);
+        EXPECT_NEAR(r->crLd(r->xd(110.5, 231.0), r->yd(110.5, 231.0)), 231.0, 1e-6);
+        EXPECT_NEAR(r->inlSpacing(), std::hypot(10.0, 8.0), 1e-9);
+        EXPECT_NEAR(r->crlSpacing(), std::hypot(20.0, 25.0), 1e-9);
+    }
+    EXPECT_EQ(bricks.bytesPerSample, 4);
+    EXPECT_EQ(bricks.undef(), static_cast<float>(bricks.brickReader->get_undef_value()));
+    EXPECT_EQ(indexed.undef(), FLT_MAX);
+
+    int const ns = 70, nc = 38, ni = 40;
+    std::vector<float> a, b;
+    // Inline 110: samples x crosslines from bricks, sample-major from the index.
+    ASSERT_TRUE(bricks.inlslice(110, a));
+    ASSERT_TRUE(indexed.inlslice(110, b));
+    ASSERT_EQ(a.size(), std::size_t(ns * nc));
+    ASSERT_EQ(b.size(), a.size());
+    for (int c = 0; c < nc; ++c)
+        for (int k = 0; k < ns; ++k) {
+            ASSERT_EQ(a[c * ns + k], im.sv.amplitude(110, 200 + 2 * c, k));
+            ASSERT_EQ(b[k * nc + c], a[c * ns + k]);
+        }
+    ASSERT_TRUE(bricks.crlslice(204, a));
+    ASSERT_TRUE(indexed.crlslice(204, b));
+    for (int i = 0; i < ni; ++i)
+        for (int k = 0; k < ns; ++k) ASSERT_EQ(b[k * ni + i], a[i * ns + k]);
+
+    // A time slice holds inlines fastest from both; the missing trace is
+    // undefined in the bricks and absent from the index's answer.
+    ASSERT_TRUE(bricks.timeslice(4.0 * 9, a));
+    ASSERT_TRUE(indexed.timeslice(4.0 * 9, b));
+    ASSERT_EQ(a.size(), std::size_t(ni * nc));
+    ASSERT_EQ(b.size(), a.size() - 1);
+    int const hole = 15 * ni + 20;
+    EXPECT_EQ(a[hole], bricks.undef());
+    for (int e = 0; e < ni * nc; ++e)
+        if (e != hole) {
+            ASSERT_EQ(b[e < hole ? e : e - 1], a[e]) << e;
+        }
+    EXPECT_EQ(a[3 * ni + 7], im.sv.amplitude(107, 206, 9));
+
+    // The z window: honoured by bricks, ignored by the index.
+    ASSERT_TRUE(bricks.trace(105, 210, 8.0, 20.0, a));
+    ASSERT_EQ(a.size(), 4u);
+    EXPECT_EQ(a[0], im.sv.amplitude(105, 210, 2));
+    ASSERT_TRUE(indexed.trace(105, 210, 8.0, 20.0, b));
+    ASSERT_EQ(b.size(), std::size_t(ns));
+    EXPECT_FALSE(indexed.trace(120, 230, 0.0, 276.0, b));
+}
+
+TEST(CubeReader, TracedInterpolatesBetweenFourTraces)
+{
+    Imported const im(linearSurvey());
+    Seismic3DTraceReader bricks(im.bricks), indexed(im.segy, im.index);
+    std::vector<float> out;
+    for (Seismic3DTraceReader* r : {&bricks, &indexed}) {
+        ASSERT_TRUE(r->traced(110.25, 221.5, 8.0, 40.0, out)); // interior
+        ASSERT_EQ(out.size(), 9u);
+        for (int k = 0; k < 9; ++k) EXPECT_NEAR(out[k], linear(110.25, 221.5, k + 2), 1e-4);
+        ASSERT_TRUE(r->traced(139.0, 274.0, 0.0, 276.0, out)); // the last lines: a = b = 1
+        ASSERT_EQ(out.size(), 70u);
+        EXPECT_NEAR(out[69], linear(139, 274, 69), 1e-4);
+        EXPECT_FALSE(r->traced(99.5, 220.0, 0.0, 10.0, out)) << "before the first inline";
+        EXPECT_FALSE(r->traced(110.0, 220.0, -4.0, 10.0, out)) << "before the first sample";
+        EXPECT_FALSE(r->traced(110.0, 220.0, 0.0, 280.0, out)) << "past the last sample";
+    }
+    // A neighbour of (120, 230) is missing: the index cannot interpolate
+    // there; the bricks hold undefined values for it, which stay undefined.
+    EXPECT_FALSE(indexed.traced(119.5, 229.0, 0.0, 20.0, out));
+    ASSERT_TRUE(bricks.traced(119.5, 229.0, 0.0, 20.0, out));
+    EXPECT_EQ(out[0], bricks.undef());
+}
+
+TEST(CubeReader, TimeSliceRowsAndColumns)
+{
+    Imported const im(linearSurvey());
+    Seismic3DTraceReader r(im.bricks);
+    std::vector<float> slice, row, column;
+    ASSERT_TRUE(r.timeslice(40.0, slice));
+    int const ni = r.ninl(), nc = r.ncrl();
+    ASSERT_TRUE(r.timesliceRow(slice, 274.0, row)); // the last crossline: exactly its row
+    ASSERT_EQ(row.size(), std::size_t(ni));
+    for (int i = 0; i < ni; ++i) EXPECT_EQ(row[i], slice[(nc - 1) * ni + i]);
+    ASSERT_TRUE(r.timesliceRow(slice, 203.0, row)); // halfway between crosslines 202 and 204
+    EXPECT_NEAR(row[5], linear(105, 203, 10), 1e-4);
+
+    // Around the missing trace (inline 120, crossline 230): a column is
+    // undefined there, a row mixes the undefined value in.
+    ASSERT_TRUE(r.timesliceColumn(slice, 119.5, column));
+    ASSERT_EQ(column.size(), std::size_t(nc));
+    EXPECT_EQ(column[15], r.undef());
+    EXPECT_NEAR(column[14], linear(119.5, 228, 10), 1e-4);
+    ASSERT_TRUE(r.timesliceRow(slice, 229.0, row));
+    EXPECT_NE(row[20], r.undef());
+    EXPECT_GT(std::fabs(row[20]), 1e30f);
+}
+
+TEST(CubeReader, GeometryOfAnInvalidReader)
+{
+    DebugCapture log;
+    Seismic3DTraceReader r("/no/such/cube.tmf");
+    EXPECT_FALSE(r.valid());
+    std::vector<float> out{1.0f};
+    EXPECT_FALSE(r.inlslice(1, out));
+    EXPECT_FALSE(r.traced(0.0, 0.0, 0.0, 0.0, out));
+    float low = 7, high = 8;
+    std::vector<unsigned long long> bins;
+    EXPECT_FALSE(r.getHistogram(low, high, bins));
+    EXPECT_EQ(low, 7);
+
+    bool flip = false;
+    double angle = -1;
+    r.xInl = 0, r.yInl = 1, r.xCrl = 1, r.yCrl = 0; // mirrored
+    r.rotationAndFlip(flip, angle);
+    EXPECT_TRUE(flip);
+    EXPECT_EQ(angle, 0.0);
+    double const c = std::cos(-M_PI / 6), s = std::sin(-M_PI / 6);
+    r.xInl = c, r.yInl = s, r.xCrl = -s, r.yCrl = c; // turned by -30 degrees
+    r.rotationAndFlip(flip, angle);
+    EXPECT_FALSE(flip);
+    EXPECT_NEAR(angle, 390.0, 1e-9);
+
+    r.inlStart = 0, r.inlStop = 10, r.crlStart = 0, r.crlStop = 20;
+    r.x0 = 100, r.y0 = 50, r.xInl = 1, r.yInl = -1, r.xCrl = 2, r.yCrl = 3;
+    double bounds[4];
+    r.getBounds(bounds);
+    EXPECT_EQ(bounds[0], 100);
+    EXPECT_EQ(bounds[1], 150);
+    EXPECT_EQ(bounds[2], 40);
+    EXPECT_EQ(bounds[3], 110);
+}
+
+TEST(CubeIndex, WritesAndReadsBackWithAHistogramOnTheSparseGrid)
+{
+    // 10 x 1000 traces: every inline, every hundredth crossline.
+    Survey sv;
+    sv.inlines = 10;
+    sv.crosslines = 1000;
+    sv.crosslineStep = 1;
+    sv.samples = 4;
+    sv.amplitude = [](int il, int xl, int k) { return static_cast<float>(k == 3 ? 1000 : (il + xl) % 50); };
+    Imported const im(sv);
+
+    auto reader = Tolmar::open_indexed_segy3d_reader(im.segy, im.index);
+    ASSERT_TRUE(reader);
+    Tolmar::IndexedSEGYHeader const& h = reader->header();
+    EXPECT_EQ(h.inlStart, 100);
+    EXPECT_EQ(h.crlStop, 1199);
+    EXPECT_EQ(h.nSamples, 4);
+    EXPECT_FALSE(h.rescale);
+    EXPECT_EQ(h.maxAmplitude, 1000.0f);
+    auto const& bins = reader->get_histogram();
+    ASSERT_EQ(bins.size(), 65536u);
+    EXPECT_EQ(std::accumulate(bins.begin(), bins.end(), 0ULL), 10u * 10u * 4u);
+    EXPECT_EQ(bins[65535], 100u) << "the highest amplitude is brought back into the last bin";
+
+    // Summed down from C: 256 bins lose nothing, 1000 bins drop the last 536.
+    DebugCapture log;
+    float low = 0, high = 0;
+    std::vector<unsigned long long> out(1000, 77);
+    c_index_histogram(im.segy.c_str(), im.index.c_str(), &low, &high, out.data(), 256);
+    EXPECT_EQ(high, 1000.0f);
+    EXPECT_EQ(std::accumulate(out.begin(), out.begin() + 256, 0ULL), 400u);
+    EXPECT_EQ(out[255], 100u);
+    EXPECT_NE(log.text().find("getBrickHistogram(256)\nratio:256\n"), std::string::npos) << log.text();
+    c_index_histogram(im.segy.c_str(), im.index.c_str(), &low, &high, out.data(), 1000);
+    EXPECT_NE(log.text().find("ratio:65\n"), std::string::npos);
+    EXPECT_EQ(std::accumulate(out.begin(), out.end(), 0ULL), 300u) << "the top samples lie in the dropped bins";
+
+    // The brick file carries a histogram of the same sparse grid.
+    std::vector<unsigned long long> fromBricks(256, 0);
+    c_brick_histogram(im.bricks.c_str(), &low, &high, fromBricks.data(), 256);
+    EXPECT_EQ(std::accumulate(fromBricks.begin(), fromBricks.end(), 0ULL), 400u);
+
+    SEGYreader3D unscanned;
+    EXPECT_EQ(unscanned.write_index(im.dir.path("missing/dir/x.idx")), 0);
+}
+
+TEST(CubeIndex, EffectiveRangesAndPercentCutsInvert)
+{
+    Survey sv = linearSurvey();
+    sv.present = [](int, int) { return true; };
+    Imported const im(sv);
+    DebugCapture log;
+    float r[8] = {0, 0, 0, 0, 0, 0, 0, 0};
+    c_ranges(im.bricks.c_str(), im.segy.c_str(), im.index.c_str(), 5.0f, 10.0f, r);
+    float const binWidth = (144.5f + 130.0f) / 65536.0f; // the survey's amplitudes run from -130 to 144.5
+    EXPECT_LT(r[0], r[1]);
+    EXPECT_GT(r[0], -130.0f);
+    EXPECT_NEAR(r[2], r[0], binWidth);
+    EXPECT_NEAR(r[3], r[1], binWidth);
+    EXPECT_NEAR(r[4], 5.0f, 0.5f);
+    EXPECT_NEAR(r[5], 10.0f, 0.5f);
+    std::string const t = log.text();
+    for (char const* line : {"Entered Seismic3DTraceReader_getEffectiveRange()", "Leaving Seismic3DTraceReader_getEffectiveRange()",
+                             "Entered Seismic3DTraceReader_getEffectiveRangeIndex()",
+                             "Leaving Seismic3DTraceReader_getEffectiveRangeIndex()"})
+        EXPECT_NE(t.find(line), std::string::npos) << line;
+
+    float untouched[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+    c_ranges("/no/cube.tmf", "/no/s.sgy", "/no/s.idx", 5.0f, 10.0f, untouched);
+    EXPECT_EQ(untouched[0], 1.0f);
+    EXPECT_EQ(untouched[3], 4.0f);
+    EXPECT_EQ(untouched[5], 6.0f);
+}
+
+namespace {
+class Fake : public Tolmar::FakeSeismic3DTraceReader {
+public:
+    using FakeSeismic3DTraceReader::FakeSeismic3DTraceReader;
+    float undef() override { return -1.0f; }
+};
+} // namespace
+
+TEST(FakeCubeReader, SlicesFromValuesAndATimeSliceThatNamesItsElements)
+{
+    auto values = std::make_unique<Tolmar::RandomFakeValues>();
+    Tolmar::RandomFakeValues const* v = values.get();
+    Fake f(std::move(values));
+    std::vector<float> out;
+    ASSERT_TRUE(f.inlslice(5, out));
+    ASSERT_EQ(out.size(), 10000u);
+    EXPECT_EQ(out[7 * 100 + 3], v->value(4, 7, 3));
+    ASSERT_TRUE(f.crlslice(100, out));
+    EXPECT_EQ(out[2 * 100 + 99], v->value(2, 99, 99));
+    ASSERT_TRUE(f.timeslice(50.0, out));
+    EXPECT_EQ(out[0], 1001.0f);
+    EXPECT_EQ(out[3 * 100 + 9], 4010.0f);
+    for (int e : {0, 5000, 9999}) EXPECT_TRUE(v->value(e / 100, e % 100, 0) >= 0 && v->value(e / 100, e % 100, 0) <= 10000);
+
+    std::stringstream s;
+    v->save(s);
+    Tolmar::RandomFakeValues again;
+    ASSERT_TRUE(again.load(s));
+    EXPECT_EQ(again.value(4, 7, 3), v->value(4, 7, 3));
+    std::stringstream junk("not values");
+    EXPECT_FALSE(again.load(junk));
+}

@@ -1,0 +1,230 @@
+// Workspaces written with GDAL's own drivers read back through the host
+// layer, and the seismic cube names read from their features.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+
+#include <gdal_priv.h>
+#include <ogrsf_frmts.h>
+
+#include "debug_capture.h"
+#include "host/gdal_workspace.h"
+#include "platform/text_encoding.h"
+#include "segy_test_util.h"
+#include "util/Seismic3DInfo.h"
+
+namespace {
+
+using Tolmar::host::IFeature;
+using Tolmar::host::open_workspace;
+using tolmar_test::DebugCapture;
+using tolmar_test::ScratchDir;
+
+struct Cube {
+    char const* name;
+    char const* segy;
+    char const* brick;
+    std::optional<char const*> index; // null in the table when absent
+};
+
+Cube const kCubes[] = {
+    {"Überblick", "seis/a.sgy", "seis/a.tmf", "seis/a.idx"},
+    {"Gamma", "/abs/g.sgy", "seis/g.tmf", std::nullopt},
+};
+
+// A point class "cubes" with the four names and an integer field, and a
+// class "wells" without features. False where the driver cannot create.
+bool writeWorkspace(char const* driverName, std::string const& path)
+{
+    GDALAllRegister();
+    GDALDriver* const driver = GetGDALDriverManager()->GetDriverByName(driverName);
+    if (!driver || !driver->GetMetadataItem(GDAL_DCAP_CREATE)) return false;
+    GDALDatasetUniquePtr ds(driver->Create(path.c_str(), 0, 0, 0, GDT_Unknown, nullptr));
+    if (!ds) return false;
+    OGRLayer* const layer = ds->CreateLayer("cubes", nullptr, wkbPoint, nullptr);
+    EXPECT_TRUE(layer);
+    if (!layer) return false;
+    for (char const* field : {"Name", "SEGYFile", "BrickFile", "IndexFile"}) {
+        OGRFieldDefn defn(field, OFTString);
+        EXPECT_EQ(layer->CreateField(&defn), OGRERR_NONE);
+    }
+    OGRFieldDefn traces("Traces", OFTInteger);
+    EXPECT_EQ(layer->CreateField(&traces), OGRERR_NONE);
+    int n = 0;
+    for (Cube const& c : kCubes) {
+        OGRFeature f(layer->GetLayerDefn());
+        f.SetField("Name", c.name);
+        f.SetField("SEGYFile", c.segy);
+        f.SetField("BrickFile", c.brick);
+        if (c.index) f.SetField("IndexFile", *c.index);
+        else f.SetFieldNull(f.GetFieldIndex("IndexFile"));
+        f.SetField("Traces", 1200 + n++);
+        OGRPoint point(1.0 * n, 2.0 * n);
+        f.SetGeometry(&point);
+        EXPECT_EQ(layer->CreateFeature(&f), OGRERR_NONE);
+    }
+    EXPECT_TRUE(ds->CreateLayer("wells", nullptr, wkbPoint, nullptr));
+    return true;
+}
+
+std::wstring field(IFeature const& f, char const* name)
+{
+    std::wstring out = L"<unset>";
+    f.get_string(name, out);
+    return out;
+}
+
+std::wstring wide(char const* utf8) { return Tolmar::platform::from_utf8(utf8); }
+
+bool contains(std::string const& text, std::string const& part) { return text.find(part) != std::string::npos; }
+
+// What a workspace written by writeWorkspace holds, read through `path`.
+void checkWorkspace(std::string const& path)
+{
+    std::string error = "stale";
+    auto ws = open_workspace(path, error);
+    ASSERT_TRUE(ws) << error;
+    EXPECT_EQ(error, "");
+    EXPECT_EQ(ws->path(), wide(path.c_str()));
+    auto names = ws->feature_class_names();
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (std::vector<std::string>{"cubes", "wells"}));
+    EXPECT_FALSE(ws->open_feature_class("nothing"));
+
+    auto cubes = ws->open_feature_class("cubes");
+    auto other = ws->open_feature_class("Cubes");
+    ASSERT_TRUE(cubes && other);
+    ws.reset(); // the classes keep the data open
+    EXPECT_EQ(cubes->name(), "cubes");
+    EXPECT_EQ(cubes->feature_count(), 2);
+    EXPECT_EQ(cubes->field_names(),
+              (std::vector<std::string>{"Name", "SEGYFile", "BrickFile", "IndexFile", "Traces"}));
+
+    std::vector<std::unique_ptr<IFeature>> read;
+    while (auto f = cubes->next()) read.push_back(std::move(f));
+    ASSERT_EQ(read.size(), 2u);
+    EXPECT_FALSE(cubes->next());
+    for (std::size_t i = 0; i < read.size(); ++i) {
+        IFeature const& f = *read[i];
+        Cube const& c = kCubes[i];
+        EXPECT_EQ(field(f, "Name"), wide(c.name));
+        EXPECT_EQ(field(f, "segyfile"), wide(c.segy));
+        EXPECT_EQ(field(f, "BrickFile"), wide(c.brick));
+        EXPECT_EQ(field(f, "IndexFile"), c.index ? wide(*c.index) : L"<unset>");
+        EXPECT_EQ(field(f, "Traces"), std::to_wstring(1200 + i));
+        EXPECT_EQ(field(f, "NoSuchField"), L"<unset>");
+        EXPECT_EQ(f.workspace_path(), wide(path.c_str()));
+    }
+    EXPECT_NE(read[0]->fid(), read[1]->fid());
+
+    // Lookups and a second cursor on the same layer leave this cursor in place.
+    cubes->reset();
+    auto first = cubes->next();
+    ASSERT_TRUE(first);
+    auto byId = cubes->feature(read[1]->fid());
+    ASSERT_TRUE(byId);
+    EXPECT_EQ(field(*byId, "Name"), L"Gamma");
+    EXPECT_FALSE(cubes->feature(read[1]->fid() + 100));
+    ASSERT_TRUE(other->next());
+    ASSERT_TRUE(other->next());
+    auto second = cubes->next();
+    ASSERT_TRUE(second);
+    EXPECT_EQ(second->fid(), read[1]->fid());
+    EXPECT_FALSE(cubes->next());
+    EXPECT_FALSE(other->next());
+
+    cubes.reset(); // the features keep the data open
+    EXPECT_EQ(field(*read[0], "Name"), L"Überblick");
+}
+
+TEST(HostWorkspace, ReadsAGeoPackage)
+{
+    ScratchDir dir;
+    std::string const path = dir.path("cubes.gpkg");
+    ASSERT_TRUE(writeWorkspace("GPKG", path));
+    checkWorkspace(path);
+}
+
+TEST(HostWorkspace, ReadsAFileGeodatabase)
+{
+    ScratchDir dir;
+    std::string const path = dir.path("cubes.gdb");
+    if (!writeWorkspace("OpenFileGDB", path)) GTEST_SKIP() << "OpenFileGDB cannot create here";
+    checkWorkspace(path);
+    checkWorkspace(path + "/");
+}
+
+TEST(HostWorkspace, SaysWhyAPathCannotBeOpened)
+{
+    ScratchDir dir;
+    std::string const text = dir.path("notes.txt"), folder = dir.path("plain.gdb");
+    std::ofstream(text) << "Name,SEGYFile\na,b.sgy\n";
+    std::filesystem::create_directory(folder);
+
+    std::string error;
+    EXPECT_FALSE(open_workspace(dir.path("missing.gpkg"), error));
+    EXPECT_EQ(error, "'" + dir.path("missing.gpkg") + "': no such file");
+    EXPECT_FALSE(open_workspace(text, error));
+    EXPECT_EQ(error, "'" + text + "': not a vector workspace GDAL can open");
+    EXPECT_FALSE(open_workspace(folder, error));
+    EXPECT_TRUE(contains(error, "'" + folder + "': not a vector workspace GDAL can open")) << error;
+    EXPECT_FALSE(open_workspace("", error));
+    EXPECT_FALSE(error.empty());
+}
+
+TEST(Seismic3DInfo, ReadsTheFourNamesUntilOneIsMissing)
+{
+    ScratchDir dir;
+    std::string const path = dir.path("cubes.gpkg");
+    ASSERT_TRUE(writeWorkspace("GPKG", path));
+    std::string error;
+    auto cubes = open_workspace(path, error)->open_feature_class("cubes");
+    ASSERT_TRUE(cubes);
+
+    Util::Seismic3DInfo info;
+    auto f = cubes->next();
+    ASSERT_TRUE(f && Util::getSeismic3DInfo(*f, info));
+    EXPECT_EQ(info.Name, L"Überblick");
+    EXPECT_EQ(info.SEGYFile, L"seis/a.sgy");
+    EXPECT_EQ(info.BrickFile, L"seis/a.tmf");
+    EXPECT_EQ(info.IndexFile, L"seis/a.idx");
+
+    f = cubes->next();
+    ASSERT_TRUE(f);
+    EXPECT_FALSE(Util::getSeismic3DInfo(*f, info));
+    EXPECT_EQ(info.BrickFile, L"seis/g.tmf");
+    EXPECT_EQ(info.IndexFile, L"seis/a.idx");
+}
+
+TEST(Seismic3DInfo, ResolvesStoredPathsAgainstTheWorkspaceFolder)
+{
+    struct Case {
+        std::wstring gdb, path, expected;
+        std::string line;
+    };
+    Case const cases[] = {
+        {L"/data/proj/cubes.gpkg", L"seis/a.tmf", L"/data/proj/seis/a.tmf",
+         "combinedPath = /data/proj/seis/a.tmf (gdb = /data/proj/cubes.gpkg path = seis/a.tmf)"},
+        {L"/data/proj/x.gdb/", L"../seis/a.tmf", L"/data/proj/../seis/a.tmf",
+         "combinedPath = /data/proj/../seis/a.tmf (gdb = /data/proj/x.gdb/ path = ../seis/a.tmf)"},
+        {L"/dätä/Überblick.gdb", L"würfel/a.tmf", L"/dätä/würfel/a.tmf",
+         "combinedPath = /dätä/würfel/a.tmf (gdb = /dätä/Überblick.gdb path = würfel/a.tmf)"},
+        {L"cubes.gpkg", L"a.tmf", L"a.tmf", "combinedPath = a.tmf (gdb = cubes.gpkg path = a.tmf)"},
+        {L"/data/proj/cubes.gpkg", L"/abs/a.tmf", L"/abs/a.tmf",
+         "Not relative path: gdb = /data/proj/cubes.gpkg path = /abs/a.tmf"},
+        {L"", L"seis/a.tmf", L"seis/a.tmf", "empty path (gdb =  path = seis/a.tmf)"},
+        {L"/data/proj/cubes.gpkg", L"", L"", "empty path (gdb = /data/proj/cubes.gpkg path = )"},
+    };
+    for (Case const& c : cases) {
+        DebugCapture log;
+        EXPECT_EQ(Util::convertPathToAbsolutePath(c.gdb, c.path), c.expected);
+        EXPECT_EQ(log.text(), "convertPathToAbsolutePath2: " + c.line + "\n");
+    }
+    EXPECT_EQ(Util::sconvertPathToAbsolutePath(L"/dätä/Überblick.gdb", L"würfel/a.tmf"), "/dätä/würfel/a.tmf");
+}
+
+} // namespace
