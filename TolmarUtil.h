@@ -44,6 +44,10 @@
 
 // SEG-Y files (TolmarUtil)
 #include "segy/EBCDICconverter.h"
+#include "segy/FakeSeismic3DTraceReader.h"
+#include "segy/ISeismic3DTraceReader.h"
+#include "segy/Seismic3DTraceReader.h"
+#include "segy/cube_histogram.h"
 #include "segy/SEGYcube.h"
 #include "segy/SEGYreader.h"
 #include "segy/SEGY3DBrickWriter.h"
@@ -52,3 +56,10 @@
 #include "segy/SEGYtrace.h"
 #include "segy/SEGYwriter.h"
 #include "segy/TraceRangeWorkers.h"
+
+// Host (TolmarUtil)
+#include "host/IFeature.h"
+#include "host/IFeatureClass.h"
+#include "host/IWorkspace.h"
+#include "host/gdal_workspace.h"
+#include "util/Seismic3DInfo.h"

@@ -5,9 +5,13 @@
 #include <numeric>
 #include <sstream>
 
+#include <gdal_priv.h>
+#include <ogrsf_frmts.h>
+
 #include "debug_capture.h"
 #include "foundation/Streamer3DGridReader.h"
 #include "foundation/StreamerIndexedSEGY3DReader.h"
+#include "host/gdal_workspace.h"
 #include "segy/FakeSeismic3DTraceReader.h"
 #include "segy/SEGYreader3D.h"
 #include "segy/Seismic3DTraceReader.h"
@@ -321,4 +325,48 @@ TEST(FakeCubeReader, SlicesFromValuesAndATimeSliceThatNamesItsElements)
     EXPECT_EQ(again.value(4, 7, 3), v->value(4, 7, 3));
     std::stringstream junk("not values");
     EXPECT_FALSE(again.load(junk));
+}
+
+TEST(CubeReader, OpensTheCubeAFeatureNames)
+{
+    Imported const im(linearSurvey());
+    // A GeoPackage beside the cube, naming it with paths relative to its folder:
+    // the first feature by its brick file, the second by SEG-Y and index file.
+    std::string const gpkg = im.dir.path("project.gpkg");
+    {
+        GDALAllRegister();
+        GDALDatasetUniquePtr ds(GetGDALDriverManager()->GetDriverByName("GPKG")->Create(gpkg.c_str(), 0, 0, 0,
+                                                                                      GDT_Unknown, nullptr));
+        ASSERT_TRUE(ds);
+        OGRLayer* layer = ds->CreateLayer("cubes", nullptr, wkbPoint, nullptr);
+        for (char const* name : {"Name", "SEGYFile", "BrickFile", "IndexFile"}) {
+            OGRFieldDefn defn(name, OFTString);
+            ASSERT_EQ(layer->CreateField(&defn), OGRERR_NONE);
+        }
+        for (bool bricks : {true, false}) {
+            OGRFeature f(layer->GetLayerDefn());
+            f.SetField("Name", "survey");
+            f.SetField("SEGYFile", "s.sgy");
+            f.SetField("BrickFile", bricks ? "cube.tmf" : "");
+            f.SetField("IndexFile", "s.idx");
+            ASSERT_EQ(layer->CreateFeature(&f), OGRERR_NONE);
+        }
+    }
+    std::string error;
+    auto ws = Tolmar::host::open_workspace(gpkg, error);
+    ASSERT_TRUE(ws) << error;
+    auto cubes = ws->open_feature_class("cubes");
+    ASSERT_TRUE(cubes);
+
+    DebugCapture log;
+    std::unique_ptr<Seismic3DTraceReader> fromBricks(Seismic3DTraceReader::CreateSeismic3DTraceReader(*cubes->next()));
+    std::unique_ptr<Seismic3DTraceReader> fromIndex(Seismic3DTraceReader::CreateSeismic3DTraceReader(*cubes->next()));
+    ASSERT_TRUE(fromBricks && fromIndex);
+    EXPECT_TRUE(fromBricks->valid() && fromBricks->brickReader);
+    EXPECT_TRUE(fromIndex->valid() && fromIndex->indexedReader);
+    std::string const t = log.text();
+    EXPECT_NE(t.find("Entered Seismic3DTraceReader::CreateSeismic3DTraceReader()"), std::string::npos);
+    EXPECT_NE(t.find("Brick file=" + im.bricks), std::string::npos) << t;
+    EXPECT_NE(t.find("Index file=" + im.index), std::string::npos);
+    EXPECT_NE(t.find("SEGY file=" + im.segy), std::string::npos);
 }
