@@ -327,7 +327,7 @@ TEST(FakeCubeReader, SlicesFromValuesAndATimeSliceThatNamesItsElements)
     EXPECT_FALSE(again.load(junk));
 }
 
-TEST(CubeReader, OpensTheCubeAFeatureNames)
+TEST(CubeFromFeature, OpensTheCubeAFeatureNames)
 {
     Imported const im(linearSurvey());
     // A GeoPackage beside the cube, naming it with paths relative to its folder:
