@@ -8,5 +8,6 @@ class App;
 namespace tolmar_cli {
 
 void add_demo_command(CLI::App& app);
+void add_synth_command(CLI::App& app);
 
 } // namespace tolmar_cli

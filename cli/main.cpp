@@ -18,6 +18,7 @@ int main(int argc, char** argv)
         if (!log) Tolmar::platform::set_debug_sink([](std::string_view) {});
     });
     tolmar_cli::add_demo_command(app);
+    tolmar_cli::add_synth_command(app);
     CLI11_PARSE(app, argc, argv);
     return 0;
 }

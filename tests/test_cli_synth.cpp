@@ -1,0 +1,245 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <numbers>
+
+#include "cli/synthetic_survey.h"
+#include "foundation/ibm_float.h"
+#include "segy/SEGYreader3D.h"
+#include "segy_test_util.h"
+
+using namespace tolmar_test;
+using tolmar_cli::SynthOptions;
+using Tolmar::SEGYreader3D;
+
+namespace {
+
+SynthOptions small(std::string format = "ibm")
+{
+    SynthOptions o;
+    o.inlines = 5;
+    o.crosslines = 4;
+    o.samples = 40;
+    o.inlineStart = 10;
+    o.inlineStep = 2;
+    o.crosslineStart = 300;
+    o.crosslineStep = 3;
+    o.intervalUs = 2000;
+    o.format = std::move(format);
+    o.seed = 7;
+    return o;
+}
+
+int last(int start, int step, int n) { return start + step * (n - 1); }
+
+// Scans a written survey with the project's reader, samples as floats.
+struct Scanned {
+    SEGYreader3D r;
+    Layout layout;
+    SEGYreader3D::IRange range;
+    Scanned(std::string const& path, SynthOptions const& o)
+    {
+        r.setFile(path);
+        r.setIbmFloat(o.format == "ibm");
+        r.setLittleEndian(o.littleEndian);
+        r.setStorage(32);
+        r.setScalarRange(-FLT_MAX, FLT_MAX);
+        r.setInlRange(-100000, 100000, 1);
+        r.setCrlRange(-100000, 100000, 1);
+        r.setZRange(0, 100000, 0.001);
+        EXPECT_EQ(r.scan(layout.types, layout.positions, false, true), 1);
+        r.iRange(range);
+        auto& h = r.traceIndex().header;
+        r.setIndexedSEGYHeaderValues(h);
+        h.crlStart = range.crlStart;
+        h.crlStop = range.crlStop;
+        h.crlStep = range.crlStep;
+    }
+};
+
+double limit_of(std::string const& format)
+{
+    return format == "int8" ? 127 : format == "int16" ? 32767 : format == "int32" ? 2147483647 : 0;
+}
+
+} // namespace
+
+TEST(SynthSurvey, EveryFormatAndByteOrderReadsBackOnTheRotatedGrid)
+{
+    ScratchDir dir;
+    int n = 0;
+    for (std::string format : {"ibm", "ieee", "int32", "int16", "int8"})
+        for (bool little : {false, true}) {
+            SynthOptions o = small(format);
+            o.littleEndian = little;
+            o.crosslineSorted = n++ % 3 == 1;
+            o.scaler = little ? 10 : -100;
+            o.azimuthDeg = 35;
+            SCOPED_TRACE(format + (little ? " little" : " big") + (o.crosslineSorted ? " crossline" : ""));
+            std::string const path = dir.path(format + std::to_string(little) + ".sgy");
+            std::string error;
+            ASSERT_TRUE(tolmar_cli::write_synthetic_survey(path, o, error)) << error;
+            int const bytes = format == "int16" ? 2 : format == "int8" ? 1 : 4;
+            long long const traceBytes = 240 + bytes * o.samples;
+            EXPECT_EQ(std::filesystem::file_size(path), 3600 + 20 * traceBytes);
+
+            Scanned s(path, o);
+            EXPECT_EQ(s.r.format(), tolmar_cli::synth_format_code(format));
+            EXPECT_EQ(s.r.nSamples(), 40);
+            EXPECT_DOUBLE_EQ(s.r.sampleRate(), 2000);
+            auto const& i = s.range;
+            EXPECT_EQ((std::vector<int>{i.inlStart, i.inlStop, i.inlStep, i.crlStart, i.crlStop, i.crlStep}),
+                      (std::vector<int>{10, 18, 2, 300, 309, 3}));
+            ASSERT_EQ(s.r.traceIndex().num_traces(), 20);
+            // The second trace in the file is the next crossline, or the next inline when crossline-sorted.
+            long long offset = -1;
+            ASSERT_TRUE(s.r.traceIndex().lookup(o.crosslineSorted ? 12 : 10, o.crosslineSorted ? 300 : 303, offset));
+            EXPECT_EQ(offset, 3600 + traceBytes);
+
+            // Stored words: coordinate times 100, or divided by a positive scaler.
+            auto const file = readFile(path);
+            auto const* h = reinterpret_cast<unsigned char const*>(file.data()) + 3600;
+            auto word = [&](int position, int width) {
+                std::uint32_t v = 0;
+                for (int b = 0; b < width; ++b) v = v << 8 | h[position - 1 + (little ? width - 1 - b : b)];
+                return width == 2 ? static_cast<std::int16_t>(v) : static_cast<std::int32_t>(v);
+            };
+            EXPECT_EQ(word(181, 4), little ? 50000 : 50000000);
+            EXPECT_EQ(word(185, 4), little ? 670000 : 670000000);
+            EXPECT_EQ(word(71, 2), o.scaler);
+            SEGYreader3D::Trans t;
+            s.r.trans(t);
+            double const a = 35 * std::numbers::pi / 180, tolerance = little ? 5.0 : 0.01;
+
+            std::ifstream in(path, std::ios::binary);
+            std::vector<float> line;
+            for (int il = 0; il < o.inlines; ++il) {
+                s.r.getInl(in, 10 + 2 * il, line);
+                ASSERT_EQ(line.size(), 4u * 40);
+                for (int xl = 0; xl < o.crosslines; ++xl) {
+                    int const inl = 10 + 2 * il, crl = 300 + 3 * xl;
+                    EXPECT_NEAR(t.x0 + t.xInl * inl + t.xCrl * crl, 500000 + 12.5 * (il * std::sin(a) + xl * std::cos(a)), tolerance);
+                    EXPECT_NEAR(t.y0 + t.yInl * inl + t.yCrl * crl, 6700000 + 12.5 * (il * std::cos(a) - xl * std::sin(a)), tolerance);
+                    for (int k = 0; k < o.samples; ++k) {
+                        float want = tolmar_cli::synthetic_amplitude(o, il, xl, k);
+                        if (format == "ibm") want = Tolmar::ibm_bits_to_float(Tolmar::float_to_ibm(want));
+                        float const got = line[static_cast<std::size_t>(xl * 40 + k)];
+                        if (bytes == 4 && format != "int32") ASSERT_EQ(got, want) << il << " " << xl << " " << k;
+                        else ASSERT_NEAR(got, want, 0.5 + std::abs(want) * 1.2e-7) << il << " " << xl << " " << k;
+                    }
+                }
+            }
+        }
+}
+
+TEST(SynthSurvey, IrregularOutlineKeepsRangesWithFewerTraces)
+{
+    ScratchDir dir;
+    SynthOptions o = small("ieee");
+    o.inlines = 14;
+    o.crosslines = 11;
+    o.irregular = true;
+    std::string const path = dir.path("irregular.sgy");
+    std::string error;
+    ASSERT_TRUE(tolmar_cli::write_synthetic_survey(path, o, error)) << error;
+    long long const count = tolmar_cli::synthetic_trace_count(o);
+    EXPECT_LT(count, 14 * 11 - 10);
+    EXPECT_GT(count, 14 * 11 / 2);
+
+    Scanned s(path, o);
+    auto const& i = s.range;
+    EXPECT_EQ((std::vector<int>{i.inlStart, i.inlStop, i.crlStart, i.crlStop}),
+              (std::vector<int>{10, last(10, 2, 14), 300, last(300, 3, 11)}));
+    EXPECT_EQ(s.r.traceIndex().num_traces(), count);
+    bool holeInside = false;
+    for (int il = 0; il < o.inlines; ++il)
+        for (int xl = 0; xl < o.crosslines; ++xl) {
+            long long offset = 0;
+            bool const present = tolmar_cli::trace_present(o, il, xl);
+            EXPECT_EQ(s.r.traceIndex().lookup(10 + 2 * il, 300 + 3 * xl, offset), present) << il << " " << xl;
+            holeInside |= !present && il + xl < 10;
+        }
+    EXPECT_TRUE(holeInside) << "a hole away from the cut corner";
+}
+
+TEST(SynthSurvey, AmplitudesAreDeterministicAndFillIntegerRanges)
+{
+    SynthOptions o = small();
+    o.inlines = 60;
+    o.crosslines = 50;
+    o.samples = 150;
+    auto peak = [&](SynthOptions const& p) {
+        double m = 0;
+        for (int il = 0; il < p.inlines; il += 6)
+            for (int xl = 0; xl < p.crosslines; xl += 5)
+                for (int k = 0; k < p.samples; ++k) m = std::max(m, double(std::abs(tolmar_cli::synthetic_amplitude(p, il, xl, k))));
+        return m;
+    };
+    for (std::string format : {"ibm", "int32", "int16", "int8"}) {
+        SCOPED_TRACE(format);
+        o.format = format;
+        double const m = peak(o), limit = limit_of(format);
+        if (limit == 0) {
+            EXPECT_GT(m, 800);
+            EXPECT_LT(m, 1100);
+        } else {
+            EXPECT_GT(m, 0.8 * limit);
+            EXPECT_LE(m, limit);
+        }
+    }
+    SynthOptions other = o;
+    EXPECT_EQ(tolmar_cli::synthetic_amplitude(o, 3, 4, 50), tolmar_cli::synthetic_amplitude(other, 3, 4, 50));
+    other.seed = 8;
+    int differ = 0;
+    for (int k = 0; k < o.samples; ++k)
+        differ += tolmar_cli::synthetic_amplitude(o, 3, 4, k) != tolmar_cli::synthetic_amplitude(other, 3, 4, k);
+    EXPECT_GT(differ, o.samples / 2);
+    // Dipping, folded layers: neighbouring traces are alike, distant ones are not.
+    auto correlation = [&](int il, int xl) {
+        double ab = 0, aa = 0, bb = 0;
+        for (int k = 0; k < o.samples; ++k) {
+            double const a = tolmar_cli::synthetic_amplitude(o, 0, 0, k), b = tolmar_cli::synthetic_amplitude(o, il, xl, k);
+            ab += a * b, aa += a * a, bb += b * b;
+        }
+        return ab / std::sqrt(aa * bb);
+    };
+    EXPECT_GT(correlation(0, 1), 0.7);
+    EXPECT_LT(correlation(59, 49), 0.5);
+}
+
+TEST(SynthSurvey, FailuresLeaveNoFileAndSayWhy)
+{
+    ScratchDir dir;
+    std::string error;
+    std::string const missing = dir.path("no/such/folder/out.sgy");
+    EXPECT_FALSE(tolmar_cli::write_synthetic_survey(missing, small(), error));
+    EXPECT_NE(error.find("does not exist"), std::string::npos) << error;
+    EXPECT_FALSE(std::filesystem::exists(dir.path("no")));
+
+    // A folder in the way fails only at the rename; the temporary file must go.
+    std::filesystem::create_directories(dir.path("taken/inner"));
+    error.clear();
+    EXPECT_FALSE(tolmar_cli::write_synthetic_survey(dir.path("taken"), small(), error));
+    EXPECT_FALSE(error.empty());
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.dir()), {}), 1);
+
+    auto bad = [&](auto change, std::string const& words) {
+        SynthOptions o = small();
+        change(o);
+        std::string e;
+        EXPECT_FALSE(tolmar_cli::write_synthetic_survey(dir.path("bad.sgy"), o, e));
+        EXPECT_NE(e.find(words), std::string::npos) << e;
+        EXPECT_FALSE(std::filesystem::exists(dir.path("bad.sgy")));
+    };
+    bad([](SynthOptions& o) { o.crosslines = 0; }, "at least 1");
+    bad([](SynthOptions& o) { o.inlineStep = 0; }, "steps");
+    bad([](SynthOptions& o) { o.format = "float"; }, "unknown sample format 'float'");
+    bad([](SynthOptions& o) { o.samples = 32768; }, "32767");
+    bad([](SynthOptions& o) { o.intervalUs = 0; }, "interval");
+    bad([](SynthOptions& o) { o.intervalUs = 65536; }, "interval");
+    bad([](SynthOptions& o) { o.scaler = -10000; }, "coordinates do not fit");
+}
