@@ -145,32 +145,32 @@ bool Seismic3DTraceReader::indexed_slice(std::vector<SampleKey> const& keys, Bef
     return true;
 }
 
+// An inline or crossline from the index, sorted by sample, then along the line.
+bool Seismic3DTraceReader::indexed_line(int line, bool isInline, std::vector<float>& out)
+{
+    if (!indexedReader) return false;
+    int const samples = static_cast<int>((zStop - zStart) / zStep + 1.0);
+    int const start = isInline ? crlStart : inlStart, stop = isInline ? crlStop : inlStop;
+    int const step = isInline ? crlStep : inlStep;
+    std::vector<SampleKey> keys;
+    for (int n = start; n <= stop; n += step)
+        for (int k = 0; k < samples; ++k) keys.push_back(isInline ? SampleKey{line, n, k} : SampleKey{n, line, k});
+    auto const along = [isInline](SampleKey const& p) { return isInline ? p.crl : p.inl; };
+    return indexed_slice(
+        keys, [&](SampleKey const& p, SampleKey const& q) { return std::pair(p.sample, along(p)) < std::pair(q.sample, along(q)); },
+        out);
+}
+
 bool Seismic3DTraceReader::inlslice(int inl, std::vector<float>& out)
 {
     vec<int, 2> size;
-    if (brickReader) return iline(brickReader, inl, out, size);
-    if (!indexedReader) return false;
-    int const samples = static_cast<int>((zStop - zStart) / zStep + 1.0);
-    std::vector<SampleKey> keys;
-    for (int c = crlStart; c <= crlStop; c += crlStep)
-        for (int k = 0; k < samples; ++k) keys.push_back(SampleKey{inl, c, k});
-    return indexed_slice(
-        keys, [](SampleKey const& p, SampleKey const& q) { return std::tie(p.sample, p.crl) < std::tie(q.sample, q.crl); },
-        out);
+    return brickReader ? iline(brickReader, inl, out, size) : indexed_line(inl, true, out);
 }
 
 bool Seismic3DTraceReader::crlslice(int crl, std::vector<float>& out)
 {
     vec<int, 2> size;
-    if (brickReader) return crossline(brickReader, crl, out, size);
-    if (!indexedReader) return false;
-    int const samples = static_cast<int>((zStop - zStart) / zStep + 1.0);
-    std::vector<SampleKey> keys;
-    for (int i = inlStart; i <= inlStop; i += inlStep)
-        for (int k = 0; k < samples; ++k) keys.push_back(SampleKey{i, crl, k});
-    return indexed_slice(
-        keys, [](SampleKey const& p, SampleKey const& q) { return std::tie(p.sample, p.inl) < std::tie(q.sample, q.inl); },
-        out);
+    return brickReader ? crossline(brickReader, crl, out, size) : indexed_line(crl, false, out);
 }
 
 bool Seismic3DTraceReader::timeslice(double z, std::vector<float>& out)

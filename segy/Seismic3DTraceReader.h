@@ -93,6 +93,7 @@ public:
 private:
     template <class Before>
     bool indexed_slice(std::vector<SampleKey> const& keys, Before before, std::vector<float>& out);
+    bool indexed_line(int line, bool isInline, std::vector<float>& out);
 
     bool valid_ = false;
 };

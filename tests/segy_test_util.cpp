@@ -54,6 +54,19 @@ std::vector<Tolmar::SEGYwriter::Word> surveyWords(Survey const& s, int il, int x
             {l.positions[SEGYreader::SlotZ], l.types[SEGYreader::SlotZ], double(s.delay)}};
 }
 
+void scanWhole(Tolmar::SEGYreader3D& r, std::string const& path, unsigned storage, bool ibm, bool littleEndian)
+{
+    r.setFile(path);
+    r.setIbmFloat(ibm);
+    r.setLittleEndian(littleEndian);
+    r.setStorage(storage);
+    r.setInlRange(-100000, 100000, 1);
+    r.setCrlRange(-100000, 100000, 1);
+    r.setZRange(0, 100000, 0.001);
+    Layout const l;
+    EXPECT_EQ(r.scan(l.types, l.positions, false, true), 1);
+}
+
 bool writeSurvey(std::string const& path, Survey const& s)
 {
     Tolmar::SEGYwriter w;

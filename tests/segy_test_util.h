@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "segy/SEGYreader.h"
+#include "segy/SEGYreader3D.h"
 #include "segy/SEGYwriter.h"
 
 namespace tolmar_test {
@@ -65,6 +66,11 @@ struct Survey {
 
 // Writes the survey; false with a gtest failure when the writer fails.
 bool writeSurvey(std::string const& path, Survey const& s);
+
+// Sets the reader on the file with every line and sample accepted and scans
+// it fully with the standard layout; a gtest failure when the scan fails.
+void scanWhole(Tolmar::SEGYreader3D& r, std::string const& path, unsigned storage, bool ibm = true,
+               bool littleEndian = false);
 
 // Overwrites a big-endian header word of trace `trace` (from 0) at a 1-based
 // byte position; bytes is 2 or 4.

@@ -25,14 +25,8 @@ std::shared_ptr<Tolmar::Streamer3DGridReader> brickSurvey(ScratchDir const& dir,
 {
     std::string const path = dir.path("s.sgy");
     EXPECT_TRUE(writeSurvey(path, sv));
-    r.setFile(path);
-    r.setIbmFloat(true);
-    r.setStorage(storage);
-    r.setInlRange(-100000, 100000, 1);
-    r.setCrlRange(-100000, 100000, 1);
-    r.setZRange(0, 100000, 0.001);
+    scanWhole(r, path, storage);
     Layout const l;
-    EXPECT_EQ(r.scan(l.types, l.positions, false, true), 1);
     EXPECT_EQ(r.read_brick(dir.dir() + "/", "cube", l.types, l.positions, false), 1);
     return Tolmar::open_3dgrid_reader(dir.path("cube.tmf"));
 }

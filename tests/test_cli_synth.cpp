@@ -39,19 +39,11 @@ int last(int start, int step, int n) { return start + step * (n - 1); }
 // Scans a written survey with the project's reader, samples as floats.
 struct Scanned {
     SEGYreader3D r;
-    Layout layout;
     SEGYreader3D::IRange range;
     Scanned(std::string const& path, SynthOptions const& o)
     {
-        r.setFile(path);
-        r.setIbmFloat(o.format == "ibm");
-        r.setLittleEndian(o.littleEndian);
-        r.setStorage(32);
         r.setScalarRange(-FLT_MAX, FLT_MAX);
-        r.setInlRange(-100000, 100000, 1);
-        r.setCrlRange(-100000, 100000, 1);
-        r.setZRange(0, 100000, 0.001);
-        EXPECT_EQ(r.scan(layout.types, layout.positions, false, true), 1);
+        scanWhole(r, path, 32, o.format == "ibm", o.littleEndian);
         r.iRange(range);
         auto& h = r.traceIndex().header;
         r.setIndexedSEGYHeaderValues(h);

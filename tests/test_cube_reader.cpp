@@ -42,14 +42,8 @@ struct Imported {
         bricks = dir.path("cube.tmf");
         EXPECT_TRUE(writeSurvey(segy, sv));
         SEGYreader3D r;
-        r.setFile(segy);
-        r.setIbmFloat(true);
-        r.setStorage(storage);
-        r.setInlRange(-100000, 100000, 1);
-        r.setCrlRange(-100000, 100000, 1);
-        r.setZRange(0, 100000, 0.001);
+        scanWhole(r, segy, storage);
         Layout const l;
-        EXPECT_EQ(r.scan(l.types, l.positions, false, true), 1);
         EXPECT_EQ(r.write_index(index), 1);
         EXPECT_EQ(r.read_brick(dir.dir() + "/", "cube", l.types, l.positions, false), 1);
     }
