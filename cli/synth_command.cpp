@@ -5,13 +5,12 @@
 
 #include <filesystem>
 #include <iostream>
-#include <unistd.h>
 
+#include "cli/cli_support.h"
+#include "cli/commands.h"
 #include "cli/synthetic_survey.h"
 
 namespace tolmar_cli {
-
-void add_synth_command(CLI::App& app);
 
 namespace {
 
@@ -21,36 +20,18 @@ struct SynthArgs {
     bool force = false;
 };
 
-// Redraws only when the shown percentage changes; a pipe would fill with bars.
-void draw_progress(double fraction)
-{
-    static int shown = -1;
-    int const percent = static_cast<int>(fraction * 100);
-    if (percent == shown) return;
-    shown = percent;
-    int const filled = percent * 40 / 100;
-    std::cerr << "\r[" << std::string(static_cast<std::size_t>(filled), '#')
-              << std::string(static_cast<std::size_t>(40 - filled), ' ') << "] " << percent << "%" << std::flush;
-    if (percent == 100) std::cerr << "\n";
-}
-
 void run_synth(SynthArgs& a)
 {
     SynthOptions& o = a.options;
     o.littleEndian = a.byteOrder == "little";
     o.crosslineSorted = a.sort == "crossline";
-    std::error_code ec;
-    if (!a.force && std::filesystem::exists(std::filesystem::symlink_status(a.path, ec))) {
-        std::cerr << "tolmar: " << a.path << ": exists; use --force to overwrite\n";
-        throw CLI::RuntimeError(1);
-    }
+    refuse_existing(a.path, a.force);
     std::string error;
-    std::function<void(double)> progress;
-    if (::isatty(2)) progress = draw_progress;
-    if (!write_synthetic_survey(a.path, o, error, progress)) {
-        std::cerr << "tolmar: " << a.path << ": " << error << "\n";
-        throw CLI::RuntimeError(1);
+    {
+        ProgressBar bar("synth");
+        if (!write_synthetic_survey(a.path, o, error, bar.callback())) fail(a.path, error);
     }
+    std::error_code ec;
     std::cout << "Wrote " << a.path << ": " << o.inlines << " inlines x " << o.crosslines << " crosslines x "
               << o.samples << " samples, " << o.format << ", " << a.byteOrder << "-endian, " << a.sort
               << "-sorted (" << synthetic_trace_count(o) << " traces, " << std::filesystem::file_size(a.path, ec)

@@ -177,6 +177,7 @@ void SEGY3DBrickWriter::run()
         writer->add_bricks(bricks);
         timings_.compressing += writer->encode_seconds() - encodedBefore;
         timings_.writing += writer->write_seconds() - writtenBefore;
+        if (progress_) progress_(static_cast<double>(i + 1) / static_cast<double>(n));
     }
     Util::logc("SEGY3DBrickWriter: done");
 }

@@ -6,6 +6,7 @@
 // from those traces, so no trace is read twice and no coarse brick is read
 // back from disk. The next unit's traces are read while this one is filled.
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <utility>
@@ -52,6 +53,8 @@ public:
     void run();
 
     Timings const& timings() const { return timings_; }
+    // Called with the fraction of work units done after each unit.
+    void set_progress(std::function<void(double)> progress) { progress_ = std::move(progress); }
 
 private:
     void plan_work(std::vector<WorkUnit>& units, int numLevels, std::vector<vec<unsigned, 3>> const& levelCounts) const;
@@ -86,6 +89,7 @@ private:
     BrickGrid grid_;
     std::vector<char> undef_brick_; // a brick of undefined values, as the writer makes them
     Timings timings_;
+    std::function<void(double)> progress_;
 };
 
 } // namespace Tolmar

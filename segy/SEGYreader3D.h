@@ -10,6 +10,7 @@
 // defaults cover lines 0 to 1 and z 0 to 1 only), then scan().
 
 #include <fstream>
+#include <functional>
 #include <istream>
 #include <list>
 #include <map>
@@ -152,6 +153,9 @@ public:
     SurveyPoint const& referenceTrace(int i) const { return reference_[i]; }
     // Trace headers the last scan read, hops included.
     long long headersRead() const { return headersRead_; }
+    // Called with the fraction done (0 to 1) from time to time by scan() and
+    // read_brick(), on the calling thread; for progress bars.
+    void setProgress(std::function<void(double)> progress) { progress_ = std::move(progress); }
 
 protected:
     // Type, undefined value and value limits of a cube in this reader's storage.
@@ -198,6 +202,7 @@ protected:
     SurveyPoint reference_[5];
     CompressedIndex traceIndex_;
     std::map<std::pair<int, int>, long long> deadTraces_;
+    std::function<void(double)> progress_;
     long long headersRead_ = 0;
     SEGY3DBrickWriter::Timings brickTimings_;
 

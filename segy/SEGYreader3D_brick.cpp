@@ -114,6 +114,7 @@ int SEGYreader3D::read_brick(std::string const& folder, std::string const& name,
     SEGY3DBrickWriter bricks;
     bricks.set(r.type, size, info.inlineRange, info.crosslineRange, vec<double, 2>{{h.zStart, h.zStop}}, 36, 2,
                r.undefValue, reader, writer);
+    bricks.set_progress(progress_);
     bricks.run();
     brickTimings_ = bricks.timings();
     bricks = SEGY3DBrickWriter(); // lets the trace reader and its cache go before the last levels are derived

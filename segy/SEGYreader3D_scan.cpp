@@ -327,6 +327,7 @@ int SEGYreader3D::Walk::walkFile()
     Range<int> const& wanted = r_.inlRange_;
     while (c_ < r_.nTraces() - 1) {
         ++c_;
+        if (r_.progress_ && (c_ & 4095) == 0) r_.progress_(static_cast<double>(c_) / static_cast<double>(total_));
         std::streamoff const pos = next_;
         Header h;
         if (!headerAt(pos, h)) break; // the file is shorter than when it was measured
@@ -432,6 +433,7 @@ int SEGYreader3D::Walk::run()
     r_.fitAffineGrid();
     r_.calculateNavi();
     done(1);
+    if (r_.progress_) r_.progress_(1.0);
     report(start);
     Util::logc("SEGYreader3D::scan DONE");
     return 1;

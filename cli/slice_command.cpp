@@ -1,0 +1,219 @@
+// `tolmar slice`: one inline, crossline or time slice of a cube, as raw
+// floats and as a coloured picture.
+
+#include <CLI/CLI.hpp>
+
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <sstream>
+#include <iostream>
+
+#include "cli/commands.h"
+#include "cli/cube_source.h"
+#include "cli/png_image.h"
+#include "foundation/scale_and_color.h"
+
+namespace tolmar_cli {
+
+namespace {
+
+using Cube = Tolmar::Seismic3DTraceReader;
+
+std::string describe(SliceRequest const& r)
+{
+    char const* kind[] = {"inline", "crossline", "time"};
+    std::ostringstream s;
+    s << kind[r.kind] << " " << r.position;
+    return s.str();
+}
+
+// The line's index in start..stop by step, or -1.
+int line_index(double line, int start, int stop, int step)
+{
+    double const f = (line - start) / step;
+    if (line < start || line > stop || f != std::floor(f)) return -1;
+    return static_cast<int>(f);
+}
+
+// Row-major values of the slice, undefined samples as NaN: an inline is
+// crosslines across and samples down, a crossline inlines across, a time
+// slice inlines across and crosslines down.
+std::vector<float> read_slice(Cube& cube, SliceRequest const& r, int& width, int& height)
+{
+    int const ni = cube.ninl(), nc = cube.ncrl();
+    std::vector<float> got, out;
+    bool const bricks = r.cube.index.empty();
+    if (r.kind == SliceRequest::Time) {
+        if (!(r.position >= cube.zStart && r.position <= cube.zStop))
+            fail(r.cube.path, describe(r) + " ms lies outside z " + std::to_string(cube.zStart) + ".." +
+                                  std::to_string(cube.zStop));
+        width = ni;
+        height = nc;
+        if (!cube.timeslice(r.position, got)) fail(r.cube.path, "cannot read the " + describe(r) + " slice");
+        if (got.size() == static_cast<std::size_t>(ni) * nc) {
+            out = std::move(got);
+        } else { // an indexed file leaves missing traces out
+            int const k = static_cast<int>((r.position - cube.zStart) / cube.zStep + 0.5);
+            out.assign(static_cast<std::size_t>(ni) * nc, NAN);
+            std::vector<float> t;
+            for (int c = 0; c < nc; ++c)
+                for (int i = 0; i < ni; ++i)
+                    if (cube.trace(cube.inlStart + i * cube.inlStep, cube.crlStart + c * cube.crlStep, cube.zStart,
+                                   cube.zStop, t) && k < static_cast<int>(t.size()))
+                        out[static_cast<std::size_t>(c) * ni + i] = t[static_cast<std::size_t>(k)];
+        }
+    } else {
+        bool const isInline = r.kind == SliceRequest::Inline;
+        int const index = isInline ? line_index(r.position, cube.inlStart, cube.inlStop, cube.inlStep)
+                                   : line_index(r.position, cube.crlStart, cube.crlStop, cube.crlStep);
+        if (index < 0)
+            fail(r.cube.path, "there is no " + describe(r) + " (" +
+                                  (isInline ? std::to_string(cube.inlStart) + ".." + std::to_string(cube.inlStop) +
+                                                  " step " + std::to_string(cube.inlStep)
+                                            : std::to_string(cube.crlStart) + ".." + std::to_string(cube.crlStop) +
+                                                  " step " + std::to_string(cube.crlStep)) +
+                                  ")");
+        int const line = static_cast<int>(r.position);
+        width = isInline ? nc : ni;
+        bool const ok = isInline ? cube.inlslice(line, got) : cube.crlslice(line, got);
+        if (!ok || got.empty()) fail(r.cube.path, "cannot read " + describe(r));
+        if (bricks) { // samples fastest: turn it so samples run down
+            height = static_cast<int>(got.size() / static_cast<std::size_t>(width));
+            out.resize(got.size());
+            for (int x = 0; x < width; ++x)
+                for (int k = 0; k < height; ++k)
+                    out[static_cast<std::size_t>(k) * width + x] = got[static_cast<std::size_t>(x) * height + k];
+        } else {
+            height = cube.nt();
+            if (got.size() == static_cast<std::size_t>(width) * height) {
+                out = std::move(got);
+            } else { // traces missing from the file: place the others one by one
+                out.assign(static_cast<std::size_t>(width) * height, NAN);
+                std::vector<float> t;
+                for (int x = 0; x < width; ++x) {
+                    int const inl = isInline ? line : cube.inlStart + x * cube.inlStep;
+                    int const crl = isInline ? cube.crlStart + x * cube.crlStep : line;
+                    if (!cube.trace(inl, crl, cube.zStart, cube.zStop, t)) continue;
+                    for (int k = 0; k < height && k < static_cast<int>(t.size()); ++k)
+                        out[static_cast<std::size_t>(k) * width + x] = t[static_cast<std::size_t>(k)];
+                }
+            }
+        }
+    }
+    float const undef = cube.undef();
+    for (float& v : out)
+        if (v == undef) v = NAN;
+    return out;
+}
+
+// Red through white to black, low amplitudes red.
+std::vector<Tolmar::vec<unsigned char, 4>> red_white_black()
+{
+    std::vector<Tolmar::vec<unsigned char, 4>> table(256);
+    for (int i = 0; i < 256; ++i) {
+        auto const c = static_cast<unsigned char>(i < 128 ? 255 : 255 - (i - 128) * 255 / 127);
+        auto const gb = static_cast<unsigned char>(i < 128 ? i * 255 / 127 : 255 - (i - 128) * 255 / 127);
+        table[static_cast<std::size_t>(i)].set(c, gb, gb, 255);
+    }
+    return table;
+}
+
+} // namespace
+
+SliceReport extract_slice(SliceRequest const& r)
+{
+    if (r.png.empty() && r.raw.empty()) fail(r.cube.path, "nothing to write; give --png, --raw or both");
+    if (!r.png.empty()) refuse_existing(r.png, r.force);
+    if (!r.raw.empty()) refuse_existing(r.raw, r.force);
+    auto cube = open_cube(r.cube);
+
+    SliceReport report;
+    double const t0 = now_seconds();
+    std::vector<float> values = read_slice(*cube, r, report.width, report.height);
+    report.seconds = seconds_since(t0);
+
+    std::string error;
+    if (!r.raw.empty()) {
+        if constexpr (std::endian::native == std::endian::big)
+            for (float& v : values) v = std::bit_cast<float>(__builtin_bswap32(std::bit_cast<std::uint32_t>(v)));
+        if (!write_file(r.raw, values.data(), values.size() * sizeof(float), error)) fail(r.raw, error);
+        if constexpr (std::endian::native == std::endian::big)
+            for (float& v : values) v = std::bit_cast<float>(__builtin_bswap32(std::bit_cast<std::uint32_t>(v)));
+    }
+    if (r.range.size() == 2) {
+        report.low = r.range[0];
+        report.high = r.range[1];
+    } else {
+        effective_range(r.cube, 1.0f, 1.0f, report.low, report.high);
+    }
+    if (!r.png.empty()) {
+        std::vector<Tolmar::vec<unsigned char, 4>> colours;
+        Tolmar::scale_and_color_amplitudes(Tolmar::vec<float, 2>{{report.low, report.high}}, red_white_black(),
+                                           values, colours);
+        RgbaImage image(report.width, report.height, 0, 0, 0, 0);
+        for (std::size_t i = 0; i < values.size(); ++i)
+            if (!std::isnan(values[i])) std::memcpy(image.rgba.data() + 4 * i, &colours[i][0], 4);
+        if (!write_png(r.png, image.scaled(r.scale), error)) fail(r.png, error);
+    }
+    return report;
+}
+
+namespace {
+
+struct SliceArgs {
+    SliceRequest request;
+    int inl = 0, crl = 0;
+    double time = 0;
+};
+
+void run_slice(SliceArgs& a, CLI::App const& cmd)
+{
+    SliceRequest& r = a.request;
+    if (cmd.count("--inline")) {
+        r.kind = SliceRequest::Inline;
+        r.position = a.inl;
+    } else if (cmd.count("--crossline")) {
+        r.kind = SliceRequest::Crossline;
+        r.position = a.crl;
+    } else {
+        r.kind = SliceRequest::Time;
+        r.position = a.time;
+    }
+    SliceReport const s = extract_slice(r);
+    std::cout << describe(r) << ": " << s.width << " x " << s.height << " amplitudes, colours over " << s.low
+              << ".." << s.high << ", read in " << s.seconds << " s\n";
+    if (!r.raw.empty()) std::cout << "Wrote " << r.raw << " (" << s.width << " x " << s.height << " float32, little-endian, rows top to bottom)\n";
+    if (!r.png.empty()) std::cout << "Wrote " << r.png << " (" << s.width * r.scale << " x " << s.height * r.scale << ")\n";
+}
+
+} // namespace
+
+void add_slice_command(CLI::App& app)
+{
+    auto* cmd = app.add_subcommand(
+        "slice", "Write a slice of a cube as raw floats and as a PNG (inlines and crosslines: samples down; time "
+                 "slices: inlines across, crosslines down)");
+    static SliceArgs a;
+    SliceRequest& r = a.request;
+    r.cube.add_options(*cmd);
+    auto* inl = cmd->add_option("--inline", a.inl, "Inline number");
+    auto* crl = cmd->add_option("--crossline", a.crl, "Crossline number");
+    auto* time = cmd->add_option("--time", a.time, "Time (ms) of a time slice");
+    inl->excludes(crl)->excludes(time);
+    crl->excludes(time);
+    cmd->add_option("--png", r.png, "PNG to write (red, white, black from low to high; undefined transparent)");
+    cmd->add_option("--raw", r.raw, "Raw little-endian float32 file to write (undefined samples NaN)");
+    cmd->add_option("--range", r.range, "Amplitudes at the colour table's ends (default: the effective range, "
+                                        "1% cut at each end)")
+        ->expected(2);
+    cmd->add_option("--scale", r.scale, "Pixels per sample in the PNG")->capture_default_str()->check(CLI::Range(1, 64));
+    cmd->add_flag("--force", r.force, "Overwrite existing outputs");
+    cmd->callback([cmd] {
+        if (cmd->count("--inline") + cmd->count("--crossline") + cmd->count("--time") != 1)
+            throw CLI::RequiredError("one of --inline, --crossline and --time");
+        run_slice(a, *cmd);
+    });
+}
+
+} // namespace tolmar_cli
