@@ -64,17 +64,15 @@ namespace {
 
 struct HistogramArgs {
     HistogramRequest request;
-    std::vector<float> cut;
+    std::pair<float, float> cut{1.0f, 1.0f};
     bool json = false;
 };
 
 void run_histogram(HistogramArgs& a)
 {
     HistogramRequest& r = a.request;
-    if (a.cut.size() == 2) {
-        r.cutLow = a.cut[0];
-        r.cutHigh = a.cut[1];
-    }
+    r.cutLow = a.cut.first;
+    r.cutHigh = a.cut.second;
     HistogramReport const h = make_histogram(r);
     unsigned long long total = 0;
     for (auto n : h.bins) total += n;
@@ -105,7 +103,7 @@ void add_histogram_command(CLI::App& app)
     static HistogramArgs a;
     a.request.cube.add_options(*cmd);
     cmd->add_option("--png", a.request.png, "PNG plot to write");
-    cmd->add_option("--cut", a.cut, "Percent of the amplitudes cut off below and above (default 1 1)")->expected(2);
+    cmd->add_option("--cut", a.cut, "Percent of the amplitudes cut off below and above")->capture_default_str();
     cmd->add_flag("--force", a.request.force, "Overwrite an existing plot");
     cmd->add_flag("--json", a.json, "Print one JSON object");
     cmd->callback([] { run_histogram(a); });

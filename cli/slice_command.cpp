@@ -204,14 +204,15 @@ void add_slice_command(CLI::App& app)
     crl->excludes(time);
     cmd->add_option("--png", r.png, "PNG to write (red, white, black from low to high; undefined transparent)");
     cmd->add_option("--raw", r.raw, "Raw little-endian float32 file to write (undefined samples NaN)");
-    cmd->add_option("--range", r.range, "Amplitudes at the colour table's ends (default: the effective range, "
-                                        "1% cut at each end)")
-        ->expected(2);
+    static std::pair<float, float> range;
+    cmd->add_option("--range", range, "Amplitudes at the colour table's ends (default: the effective range, "
+                                        "1% cut at each end)");
     cmd->add_option("--scale", r.scale, "Pixels per sample in the PNG")->capture_default_str()->check(CLI::Range(1, 64));
     cmd->add_flag("--force", r.force, "Overwrite existing outputs");
     cmd->callback([cmd] {
         if (cmd->count("--inline") + cmd->count("--crossline") + cmd->count("--time") != 1)
             throw CLI::RequiredError("one of --inline, --crossline and --time");
+        if (cmd->count("--range")) a.request.range = {range.first, range.second};
         run_slice(a, *cmd);
     });
 }
