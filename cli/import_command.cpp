@@ -60,11 +60,11 @@ struct ImportArgs {
     bool json = false;
 };
 
-double file_bytes(std::string const& path)
+unsigned long long file_bytes(std::string const& path)
 {
     std::error_code ec;
     auto const n = fs::file_size(path, ec);
-    return ec ? 0.0 : static_cast<double>(n);
+    return ec ? 0 : static_cast<unsigned long long>(n);
 }
 
 void run_import(ImportArgs& a)
@@ -78,9 +78,9 @@ void run_import(ImportArgs& a)
         add_scan_json(out, reader, true);
         out.add("storage", r.scan.storage)
             .add("index", r.index.empty() ? "null" : json_string(r.index))
-            .add("index_bytes", file_bytes(r.index))
+            .add("index_bytes", static_cast<double>(file_bytes(r.index)))
             .add("bricks", report.brickFile.empty() ? "null" : json_string(report.brickFile))
-            .add("brick_bytes", file_bytes(report.brickFile))
+            .add("brick_bytes", static_cast<double>(file_bytes(report.brickFile)))
             .add("seconds", JsonObject()
                                 .add("scan", report.scanSeconds)
                                 .add("index", report.indexSeconds)
