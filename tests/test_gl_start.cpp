@@ -113,7 +113,8 @@ TEST_F(GL, SuccessfulBuildsLogInOrder)
     glEnable(0xFFFF); // pending, for the build to report last
     DebugCapture cap;
     ASSERT_TRUE(p.compile_and_link(kVertex, kFragment, "", ""));
-    EXPECT_EQ(cap.text(), kBothCompiled + "Link successful\nUniform variables:\ncolor\nOpenGL error: invalid enumerant");
+    EXPECT_EQ(cap.text(),
+              kBothCompiled + "Link successful\nUniform variables:\ncolor\nOpenGL error: invalid enumerant");
     EXPECT_EQ(p.geometry_shader, 77u);
     EXPECT_EQ(attached_shaders(p.program), 2);
 
