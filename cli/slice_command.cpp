@@ -213,9 +213,8 @@ void run_slice(SliceArgs& a, CLI::App const& cmd)
 
 void add_slice_command(CLI::App& app)
 {
-    auto* cmd = app.add_subcommand(
-        "slice", "Write a slice of a cube as raw floats and as a PNG (inlines and crosslines: samples down; time "
-                 "slices: inlines across, crosslines down)");
+    auto* cmd = app.add_subcommand("slice", "Write an inline, crossline or time slice of a cube as raw floats and a PNG");
+    cmd->footer("Inlines and crosslines have samples running down; time slices have inlines across and crosslines down.");
     static SliceArgs a;
     SliceRequest& r = a.request;
     r.cube.add_options(*cmd);
