@@ -63,3 +63,19 @@
 #include "host/IWorkspace.h"
 #include "host/gdal_workspace.h"
 #include "util/Seismic3DInfo.h"
+
+// Rendering (TolmarUtil); the headers hide GL, the calls need a current context
+#include "graphics/FrustumPlanes.h"
+#include "graphics/GLSLProgram.h"
+#include "graphics/GPUCubeMemoryDataSource.h"
+#include "graphics/GPUCubeMemoryLineHandler.h"
+#include "graphics/GPUCubeMemoryManager.h"
+#include "graphics/gl_start.h"
+#include "graphics/mat44.h"
+#include "platform/headless_gl.h"
+
+// Geometry (TolmarUtil)
+#include "geometry/InterpolationArray.h"
+#include "geometry/fence_intersection.h"
+#include "geometry/ray_intersections.h"
+#include "geometry/tri_box_overlap.h"
