@@ -70,6 +70,7 @@
 #include "graphics/GPUCubeMemoryDataSource.h"
 #include "graphics/GPUCubeMemoryLineHandler.h"
 #include "graphics/GPUCubeMemoryManager.h"
+#include "graphics/Seismic3DRenderer.h"
 #include "graphics/gl_start.h"
 #include "graphics/mat44.h"
 #include "platform/headless_gl.h"

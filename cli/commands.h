@@ -20,6 +20,7 @@ void add_info_command(CLI::App& app);
 void add_scan_command(CLI::App& app);
 void add_import_command(CLI::App& app);
 void add_slice_command(CLI::App& app);
+void add_render_command(CLI::App& app);
 void add_histogram_command(CLI::App& app);
 
 // The text listing of a scanned survey.

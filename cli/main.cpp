@@ -23,6 +23,7 @@ int main(int argc, char** argv)
     tolmar_cli::add_scan_command(app);
     tolmar_cli::add_import_command(app);
     tolmar_cli::add_slice_command(app);
+    tolmar_cli::add_render_command(app);
     tolmar_cli::add_histogram_command(app);
     tolmar_cli::add_demo_command(app);
     CLI11_PARSE(app, argc, argv);

@@ -9,6 +9,7 @@
 #include <sstream>
 #include <iostream>
 
+#include "cli/colour_tables.h"
 #include "cli/commands.h"
 #include "cli/cube_source.h"
 #include "cli/png_image.h"
@@ -116,18 +117,6 @@ std::vector<float> read_slice(Cube& cube, SliceRequest const& r, int& width, int
     for (float& v : out)
         if (v == undef) v = NAN;
     return out;
-}
-
-// Red through white to black, low amplitudes red.
-std::vector<Tolmar::vec<unsigned char, 4>> red_white_black()
-{
-    std::vector<Tolmar::vec<unsigned char, 4>> table(256);
-    for (int i = 0; i < 256; ++i) {
-        auto const c = static_cast<unsigned char>(i < 128 ? 255 : 255 - (i - 128) * 255 / 127);
-        auto const gb = static_cast<unsigned char>(i < 128 ? i * 255 / 127 : 255 - (i - 128) * 255 / 127);
-        table[static_cast<std::size_t>(i)].set(c, gb, gb, 255);
-    }
-    return table;
 }
 
 } // namespace

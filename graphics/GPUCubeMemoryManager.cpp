@@ -3,7 +3,6 @@
 #include <GL/glew.h>
 
 #include <algorithm>
-#include <cfloat>
 #include <climits>
 #include <cmath>
 #include <cstring>
@@ -224,11 +223,14 @@ void GPUCubeMemoryManager::upload_brick(unsigned type, std::vector<char> const& 
             float v;
             std::memcpy(&v, p, sizeof v);
             double const mapped = (v - m.translate) * m.scale;
-            // The undefined value may map beyond float; it stays at the
-            // largest float, which still reads as undefined.
-            float const out = mapped > FLT_MAX    ? FLT_MAX
-                              : mapped < -FLT_MAX ? -FLT_MAX
-                                                  : static_cast<float>(mapped);
+            // The undefined value maps far beyond what a half-float texel
+            // holds. Stored as infinity it would turn the linear fetches
+            // around it into NaN (infinity minus infinity), which passes
+            // the shader's undefined test and is coloured; it stays at the
+            // greatest half float instead, which still reads as undefined.
+            float const out = mapped > kUndefinedTexel    ? kUndefinedTexel
+                              : mapped < -kUndefinedTexel ? -kUndefinedTexel
+                                                          : static_cast<float>(mapped);
             std::memcpy(p, &out, sizeof out);
         }
     }

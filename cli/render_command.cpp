@@ -1,0 +1,325 @@
+// `tolmar render`: a slice of a brick file drawn the way a viewer draws it,
+// by the cube volume renderer through the GPU brick pool and its shader, on
+// a headless context, and written as a PNG.
+
+#include "cli/render_command.h"
+
+#include <GL/glew.h>
+
+#include <CLI/CLI.hpp>
+
+#include <chrono>
+#include <cmath>
+#include <iostream>
+#include <sstream>
+#include <thread>
+
+#include "cli/cli_support.h"
+#include "cli/colour_tables.h"
+#include "cli/commands.h"
+#include "cli/cube_source.h"
+#include "cli/json.h"
+#include "cli/png_image.h"
+#include "foundation/Streamer3DGridReader.h"
+#include "graphics/Seismic3DRenderer.h"
+#include "graphics/mat44.h"
+#include "platform/headless_gl.h"
+
+namespace tolmar_cli {
+
+namespace {
+
+using Tolmar::vec;
+using V3 = vec<double, 3>;
+
+// Larger framebuffers than this are refused by llvmpipe and most drivers.
+constexpr int kMostPixelsPerSide = 16384;
+// The perspective camera: its field of view, and a distance at which the
+// whole unit cube fits in it from any direction.
+constexpr double kFieldOfViewDeg = 30.0;
+constexpr double kPi = 3.14159265358979323846;
+
+std::string describe(RenderRequest const& r)
+{
+    char const* kind[] = {"inline", "crossline", "time"};
+    std::ostringstream s;
+    s << kind[r.kind] << " " << r.position;
+    return s.str();
+}
+
+// The line's index in start..stop by step, or -1.
+int line_index(double line, int start, int stop, int step)
+{
+    double const f = (line - start) / step;
+    if (line < start || line > stop || f != std::floor(f)) return -1;
+    return static_cast<int>(f);
+}
+
+// The slice as a quad: for each corner of the picture, (across, up) in 0..1,
+// its cube coordinate. Samples and crosslines of a time slice run down, as
+// in `tolmar slice`; the position is the centre of its sample, line or
+// crossline.
+struct SliceQuad {
+    V3 corner[4]; // lower left, lower right, upper right, upper left
+    int width = 0, height = 0; // the slice's own size in samples
+};
+
+SliceQuad slice_quad(RenderRequest const& r, Tolmar::Seismic3DTraceReader const& cube,
+                     Tolmar::Streamer3DGridReader const& grid)
+{
+    auto const& total = grid.get_total_size(); // samples, crosslines, inlines
+    int const across[4] = {0, 1, 1, 0}, up[4] = {0, 0, 1, 1};
+    SliceQuad q;
+    double fixed = 0;
+    if (r.kind == RenderRequest::Time) {
+        if (!(r.position >= cube.zStart && r.position <= cube.zStop))
+            fail(r.cube, describe(r) + " ms lies outside z " + std::to_string(cube.zStart) + ".." +
+                             std::to_string(cube.zStop));
+        fixed = ((r.position - cube.zStart) / cube.zStep + 0.5) / total[0];
+        q.width = static_cast<int>(total[2]);
+        q.height = static_cast<int>(total[1]);
+    } else {
+        bool const isInline = r.kind == RenderRequest::Inline;
+        int const start = isInline ? cube.inlStart : cube.crlStart, stop = isInline ? cube.inlStop : cube.crlStop,
+                  step = isInline ? cube.inlStep : cube.crlStep;
+        int const index = line_index(r.position, start, stop, step);
+        if (index < 0)
+            fail(r.cube, "there is no " + describe(r) + " (" + std::to_string(start) + ".." + std::to_string(stop) +
+                             " step " + std::to_string(step) + ")");
+        fixed = (index + 0.5) / total[isInline ? 2 : 1];
+        q.width = static_cast<int>(total[isInline ? 1 : 2]);
+        q.height = static_cast<int>(total[0]);
+    }
+    for (int i = 0; i < 4; ++i) {
+        double const a = across[i], down = 1.0 - up[i];
+        switch (r.kind) {
+        case RenderRequest::Inline: q.corner[i] = V3{{down, a, fixed}}; break;
+        case RenderRequest::Crossline: q.corner[i] = V3{{down, fixed, a}}; break;
+        case RenderRequest::Time: q.corner[i] = V3{{fixed, down, a}}; break;
+        }
+    }
+    return q;
+}
+
+// Where a cube coordinate stands for the perspective camera: the cube as a
+// unit cube about the origin, crosslines along x, time down along y,
+// inlines along z.
+V3 camera_world(V3 const& c) { return V3{{c[1] - 0.5, 0.5 - c[0], c[2] - 0.5}}; }
+
+// Sets the matrices: the front view maps the quad onto the whole picture;
+// the camera circles the cube's centre at azimuth and elevation (degrees).
+void set_view(RenderRequest const& r, int width, int height)
+{
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+    if (r.camera.size() != 2) {
+        glMatrixMode(GL_PROJECTION);
+        glOrtho(0, 1, 0, 1, -1, 1);
+        glMatrixMode(GL_MODELVIEW);
+        return;
+    }
+    double const az = r.camera[0] * kPi / 180, el = r.camera[1] * kPi / 180;
+    double const halfFov = 0.5 * kFieldOfViewDeg * kPi / 180;
+    // The cube's bounding sphere fills the view's height.
+    double const distance = std::sqrt(0.75) / std::sin(halfFov);
+    double const aspect = static_cast<double>(width) / height;
+    double const nearPlane = 0.1, farPlane = 2 * distance + 2;
+    glMatrixMode(GL_PROJECTION);
+    double const top = nearPlane * std::tan(halfFov);
+    glFrustum(-top * aspect, top * aspect, -top, top, nearPlane, farPlane);
+    glMatrixMode(GL_MODELVIEW);
+    V3 const eye{{distance * std::sin(az) * std::cos(el), distance * std::sin(el),
+                  distance * std::cos(az) * std::cos(el)}};
+    // The eye's direction turned up by a right angle: perpendicular to the
+    // view at every elevation, straight overhead included.
+    V3 const up{{-std::sin(el) * std::sin(az), std::cos(el), -std::sin(el) * std::cos(az)}};
+    double orientation[16];
+    Tolmar::camera_lookat_orientation_matrix(eye, V3{{0, 0, 0}}, up, orientation);
+    glLoadMatrixd(orientation);
+    glTranslated(-eye[0], -eye[1], -eye[2]);
+}
+
+unsigned make_colour_table()
+{
+    auto const table = red_white_black();
+    GLuint texture = 0;
+    glGenTextures(1, &texture);
+    glBindTexture(GL_TEXTURE_1D, texture);
+    glTexImage1D(GL_TEXTURE_1D, 0, GL_RGBA8, static_cast<GLsizei>(table.size()), 0, GL_RGBA, GL_UNSIGNED_BYTE,
+                 table.data());
+    glBindTexture(GL_TEXTURE_1D, 0);
+    return texture;
+}
+
+} // namespace
+
+RenderReport render_slice(RenderRequest const& r)
+{
+    refuse_existing(r.png, r.force);
+    CubeArgs args;
+    args.path = r.cube;
+    auto cube = open_cube(args);
+    std::shared_ptr<Tolmar::Streamer3DGridReader> grid = cube->brickReader;
+    if (!grid) fail(r.cube, "not a brick file");
+    SliceQuad const quad = slice_quad(r, *cube, *grid);
+
+    RenderReport report;
+    report.width = r.width > 0 ? r.width : quad.width;
+    report.height = r.height > 0 ? r.height : quad.height;
+    if (report.width > kMostPixelsPerSide || report.height > kMostPixelsPerSide)
+        fail(r.png, "a picture of " + std::to_string(report.width) + " x " + std::to_string(report.height) +
+                        " is larger than " + std::to_string(kMostPixelsPerSide) + " on a side; give --size");
+    if (r.range.size() == 2) {
+        report.low = r.range[0];
+        report.high = r.range[1];
+    } else {
+        effective_range(args, 1.0f, 1.0f, report.low, report.high);
+    }
+
+    std::string error;
+    auto gl = Tolmar::platform::HeadlessGL::create(report.width, report.height, error);
+    if (!gl) fail(r.cube, "cannot draw offscreen: " + error);
+    report.renderer = gl->renderer_string();
+    RgbaImage image;
+    {
+        Tolmar::Seismic3DRenderer renderer;
+        renderer.set_3d_grid_reader(grid);
+        renderer.start(false);
+        if (renderer.get_program().program == 0) fail(r.cube, "the cube shader does not build on " + report.renderer);
+        GLuint const colours = make_colour_table();
+        renderer.setColTabTex(colours);
+
+        Tolmar::RenderConfig config;
+        Tolmar::RenderGeometry mesh;
+        mesh.indices = {0, 1, 2, 0, 2, 3};
+        double const across[4] = {0, 1, 1, 0}, up[4] = {0, 0, 1, 1};
+        for (int i = 0; i < 4; ++i) {
+            mesh.cube_coords.push_back(quad.corner[i]);
+            mesh.vertices.push_back(r.camera.size() == 2 ? camera_world(quad.corner[i]) : V3{{across[i], up[i], 0}});
+        }
+        config.geometry.push_back(std::move(mesh));
+        config.original_amp_range.set(grid->get_min_value(), grid->get_max_value());
+        config.effective_amp_range.set(report.low, report.high);
+        renderer.set_render_config(config);
+
+        // Frames until the pool holds every brick this view wants: bricks
+        // load in the background, and the pool takes a round at most every
+        // 20 ms, so the loop waits that long between frames.
+        double const t0 = now_seconds();
+        for (;;) {
+            gl->bind();
+            glClearColor(0, 0, 0, 0);
+            glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+            set_view(r, report.width, report.height);
+            renderer.render();
+            ++report.frames;
+            if (!renderer.is_loading_data()) break;
+            if (seconds_since(t0) > r.maxSeconds) {
+                report.complete = false;
+                break;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        glFinish();
+        report.seconds = seconds_since(t0);
+        image.width = report.width;
+        image.height = report.height;
+        image.rgba = gl->read_pixels();
+        glDeleteTextures(1, &colours);
+    }
+    if (!write_png(r.png, image, error)) fail(r.png, error);
+    return report;
+}
+
+namespace {
+
+struct RenderArgs {
+    RenderRequest request;
+    int inl = 0, crl = 0;
+    double time = 0;
+    std::vector<int> size;
+    std::pair<float, float> range;
+    bool json = false;
+};
+
+void run_render(RenderArgs& a, CLI::App const& cmd)
+{
+    RenderRequest& r = a.request;
+    if (cmd.count("--inline")) {
+        r.kind = RenderRequest::Inline;
+        r.position = a.inl;
+    } else if (cmd.count("--crossline")) {
+        r.kind = RenderRequest::Crossline;
+        r.position = a.crl;
+    } else {
+        r.kind = RenderRequest::Time;
+        r.position = a.time;
+    }
+    if (a.size.size() == 2) {
+        r.width = a.size[0];
+        r.height = a.size[1];
+    }
+    if (cmd.count("--range")) r.range = {a.range.first, a.range.second};
+    RenderReport const s = render_slice(r);
+    if (!s.complete)
+        std::cerr << "tolmar: warning: " << r.cube << ": bricks still loading after " << r.maxSeconds
+                  << " s; coarser data stands in where finer was missing\n";
+    if (a.json) {
+        std::cout << JsonObject()
+                         .add("width", s.width)
+                         .add("height", s.height)
+                         .add("range", json_array({s.low, s.high}))
+                         .add("frames", s.frames)
+                         .add("complete", s.complete ? "true" : "false")
+                         .add("seconds", s.seconds)
+                         .add_text("renderer", s.renderer)
+                         .str()
+                  << "\n";
+        return;
+    }
+    std::cout << describe(r) << ": colours over " << s.low << ".." << s.high << ", " << s.frames << " frames in "
+              << s.seconds << " s on " << s.renderer << "\n";
+    std::cout << "Wrote " << r.png << " (" << s.width << " x " << s.height << ")\n";
+}
+
+} // namespace
+
+void add_render_command(CLI::App& app)
+{
+    auto* cmd = app.add_subcommand("render", "Draw a slice of a brick file offscreen as the viewer does, to a PNG");
+    cmd->footer("The front view fills the picture: inlines and crosslines have samples running down, time slices "
+                "inlines across and crosslines down. --camera 0 0 faces an inline, -90 0 a crossline, and an "
+                "elevation of 90 looks down on a time slice.");
+    static RenderArgs a;
+    RenderRequest& r = a.request;
+    cmd->add_option("CUBE", r.cube, "Brick file (.tmf)")->required();
+    auto* inl = cmd->add_option("--inline", a.inl, "Inline number");
+    auto* crl = cmd->add_option("--crossline", a.crl, "Crossline number");
+    auto* time = cmd->add_option("--time", a.time, "Time (ms) of a time slice");
+    inl->excludes(crl)->excludes(time);
+    crl->excludes(time);
+    cmd->add_option("--png", r.png, "PNG to write (red, white, black from low to high; undefined transparent)")
+        ->required();
+    cmd->add_option("--size", a.size, "Picture width and height (default: one pixel a sample)")
+        ->expected(2)
+        ->check(CLI::Range(1, kMostPixelsPerSide));
+    cmd->add_option("--camera", r.camera, "Azimuth and elevation in degrees of a perspective view of the slice "
+                                          "in the cube")
+        ->expected(2);
+    cmd->add_option("--range", a.range, "Amplitudes at the colour table's ends (default: the effective range, "
+                                        "1% cut at each end)");
+    cmd->add_option("--timeout", r.maxSeconds, "Seconds to wait for the bricks to stream in")
+        ->capture_default_str()
+        ->check(CLI::PositiveNumber);
+    cmd->add_flag("--force", r.force, "Overwrite an existing PNG");
+    cmd->add_flag("--json", a.json, "Print one JSON object");
+    cmd->callback([cmd] {
+        if (cmd->count("--inline") + cmd->count("--crossline") + cmd->count("--time") != 1)
+            throw CLI::RequiredError("one of --inline, --crossline and --time");
+        run_render(a, *cmd);
+    });
+}
+
+} // namespace tolmar_cli

@@ -1,0 +1,42 @@
+#pragma once
+// `tolmar render`: one slice of a brick file drawn offscreen by the cube
+// volume renderer, through the GPU brick pool and its shader, as a PNG.
+
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace tolmar_cli {
+
+void add_render_command(CLI::App& app);
+
+struct RenderRequest {
+    std::string cube; // brick file
+    enum Kind { Inline, Crossline, Time } kind = Inline;
+    double position = 0;       // line number, or z in ms
+    std::string png;
+    int width = 0, height = 0; // 0: the slice's own size, one pixel a sample
+    // Azimuth and elevation in degrees of a perspective camera; empty for
+    // the front view that fills the picture.
+    std::vector<double> camera;
+    std::vector<float> range;  // empty: the effective range
+    double maxSeconds = 60;    // streaming gives up after this
+    bool force = false;
+};
+
+struct RenderReport {
+    int width = 0, height = 0;
+    float low = 0, high = 0;  // the colour range
+    int frames = 0;           // frames drawn until the pool had all it wanted
+    bool complete = true;     // false when streaming gave up
+    double seconds = 0;       // drawing and streaming
+    std::string renderer;     // GL_RENDERER and GL_VERSION
+};
+
+// Draws the slice and writes the PNG; fails with one line.
+RenderReport render_slice(RenderRequest const& request);
+
+} // namespace tolmar_cli
