@@ -8,6 +8,7 @@
 
 #include "cli/commands.h"
 #include "cli/cube_source.h"
+#include "cli/render_command.h"
 #include "cli/synthetic_survey.h"
 
 namespace tolmar_cli {
@@ -82,6 +83,20 @@ void run_demo(std::string const& dir)
                            s.seconds);
         pictures.push_back(slice.png);
     }
+    // The same inline drawn by the GPU renderer, seen at an angle.
+    RenderRequest render;
+    render.cube = bricks.path;
+    render.position = inl;
+    render.png = in("inline_rendered.png");
+    render.width = 640;
+    render.height = 480;
+    render.camera = {30, 20};
+    render.force = true;
+    RenderReport const drawn = render_slice(render);
+    steps.emplace_back("rendered " + render.png + " (" + std::to_string(drawn.frames) + " frames, " + drawn.renderer + ")",
+                       drawn.seconds);
+    pictures.push_back(render.png);
+
     HistogramRequest histogram;
     histogram.cube = bricks;
     histogram.png = in("histogram.png");
