@@ -87,6 +87,12 @@ bool writeSurvey(std::string const& path, Survey const& s)
     return ok;
 }
 
+std::string surveyFile(ScratchDir const& dir, Survey const& s, std::string const& name)
+{
+    writeSurvey(dir.path(name), s);
+    return dir.path(name);
+}
+
 void patchTraceWord(std::string const& path, Survey const& s, long long trace, int position, int bytes, int value)
 {
     long long const traceBytes = 240LL + static_cast<long long>(s.samples) * (s.format == 3 ? 2 : s.format == 8 ? 1 : 4);

@@ -34,6 +34,14 @@ struct Layout {
         SEGYreader::Integer32, SEGYreader::Integer32, SEGYreader::Integer16, SEGYreader::Integer16,
         SEGYreader::Integer32};
     int positions[SEGYreader::SlotCount] = {17, 189, 193, 71, 181, 185, 109, 69, 41};
+    // The layout with one slot moved to another type and position.
+    Layout with(int slot, SEGYreader::Type type, int position) const
+    {
+        Layout l = *this;
+        l.types[slot] = type;
+        l.positions[slot] = position;
+        return l;
+    }
 };
 
 // A regular survey on a rotated grid; inline-sorted unless crosslineSorted.
@@ -51,7 +59,7 @@ struct Survey {
     bool inlinesFalling = false; // inlines run from the last to the first
     // Traces for which this answers false are left out of the file.
     std::function<bool(int il, int xl)> present = [](int, int) { return true; };
-    Layout layout;
+    Layout layout{};
     // Amplitude of sample k of the trace at (inline, crossline).
     std::function<float(int il, int xl, int k)> amplitude = [](int il, int xl, int k) {
         return static_cast<float>((il * 7 + xl * 3 + k) % 97 - 48) * 1.5f;
@@ -66,6 +74,8 @@ struct Survey {
 
 // Writes the survey; false with a gtest failure when the writer fails.
 bool writeSurvey(std::string const& path, Survey const& s);
+// Writes the survey under name in the folder and answers its path.
+std::string surveyFile(ScratchDir const& dir, Survey const& s, std::string const& name = "s.sgy");
 
 // Sets the reader on the file with every line and sample accepted and scans
 // it fully with the standard layout; a gtest failure when the scan fails.

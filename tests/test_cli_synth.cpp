@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cfloat>
+#include <climits>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -20,21 +21,9 @@ namespace {
 
 SynthOptions small(std::string format = "ibm")
 {
-    SynthOptions o;
-    o.inlines = 5;
-    o.crosslines = 4;
-    o.samples = 40;
-    o.inlineStart = 10;
-    o.inlineStep = 2;
-    o.crosslineStart = 300;
-    o.crosslineStep = 3;
-    o.intervalUs = 2000;
-    o.format = std::move(format);
-    o.seed = 7;
-    return o;
+    return {.inlines = 5, .crosslines = 4, .samples = 40, .inlineStart = 10, .inlineStep = 2, .crosslineStart = 300,
+            .crosslineStep = 3, .intervalUs = 2000, .format = std::move(format), .seed = 7};
 }
-
-int last(int start, int step, int n) { return start + step * (n - 1); }
 
 // Scans a written survey with the project's reader, samples as floats.
 struct Scanned {
@@ -53,13 +42,10 @@ struct Scanned {
     }
 };
 
-double limit_of(std::string const& format)
-{
-    return format == "int8" ? 127 : format == "int16" ? 32767 : format == "int32" ? 2147483647 : 0;
-}
-
 } // namespace
 
+// Every format in both byte orders, some crossline-sorted, with scalers of
+// both signs, reads back through the project's reader.
 TEST(SynthSurvey, EveryFormatAndByteOrderReadsBackOnTheRotatedGrid)
 {
     ScratchDir dir;
@@ -72,7 +58,7 @@ TEST(SynthSurvey, EveryFormatAndByteOrderReadsBackOnTheRotatedGrid)
             o.scaler = little ? 10 : -100;
             o.azimuthDeg = 35;
             SCOPED_TRACE(format + (little ? " little" : " big") + (o.crosslineSorted ? " crossline" : ""));
-            std::string const path = dir.path(format + std::to_string(little) + ".sgy");
+            std::string const path = dir.path("s.sgy");
             std::string error;
             ASSERT_TRUE(tolmar_cli::write_synthetic_survey(path, o, error)) << error;
             int const bytes = format == "int16" ? 2 : format == "int8" ? 1 : 4;
@@ -82,7 +68,7 @@ TEST(SynthSurvey, EveryFormatAndByteOrderReadsBackOnTheRotatedGrid)
             Scanned s(path, o);
             EXPECT_EQ(s.r.format(), tolmar_cli::synth_format_code(format));
             EXPECT_EQ(s.r.nSamples(), 40);
-            EXPECT_DOUBLE_EQ(s.r.sampleRate(), 2000);
+            EXPECT_EQ(s.r.sampleRate(), 2000);
             auto const& i = s.range;
             EXPECT_EQ((std::vector<int>{i.inlStart, i.inlStop, i.inlStep, i.crlStart, i.crlStop, i.crlStep}),
                       (std::vector<int>{10, 18, 2, 300, 309, 3}));
@@ -92,17 +78,7 @@ TEST(SynthSurvey, EveryFormatAndByteOrderReadsBackOnTheRotatedGrid)
             ASSERT_TRUE(s.r.traceIndex().lookup(o.crosslineSorted ? 12 : 10, o.crosslineSorted ? 300 : 303, offset));
             EXPECT_EQ(offset, 3600 + traceBytes);
 
-            // Stored words: coordinate times 100, or divided by a positive scaler.
-            auto const file = readFile(path);
-            auto const* h = reinterpret_cast<unsigned char const*>(file.data()) + 3600;
-            auto word = [&](int position, int width) {
-                std::uint32_t v = 0;
-                for (int b = 0; b < width; ++b) v = v << 8 | h[position - 1 + (little ? width - 1 - b : b)];
-                return width == 2 ? static_cast<std::int16_t>(v) : static_cast<std::int32_t>(v);
-            };
-            EXPECT_EQ(word(181, 4), little ? 50000 : 50000000);
-            EXPECT_EQ(word(185, 4), little ? 670000 : 670000000);
-            EXPECT_EQ(word(71, 2), o.scaler);
+            // The grid, rotated 35 degrees, through the scaler either way.
             SEGYreader3D::Trans t;
             s.r.trans(t);
             double const a = 35 * std::numbers::pi / 180, tolerance = little ? 5.0 : 0.01;
@@ -128,37 +104,7 @@ TEST(SynthSurvey, EveryFormatAndByteOrderReadsBackOnTheRotatedGrid)
         }
 }
 
-TEST(SynthSurvey, IrregularOutlineKeepsRangesWithFewerTraces)
-{
-    ScratchDir dir;
-    SynthOptions o = small("ieee");
-    o.inlines = 14;
-    o.crosslines = 11;
-    o.irregular = true;
-    std::string const path = dir.path("irregular.sgy");
-    std::string error;
-    ASSERT_TRUE(tolmar_cli::write_synthetic_survey(path, o, error)) << error;
-    long long const count = tolmar_cli::synthetic_trace_count(o);
-    EXPECT_LT(count, 14 * 11 - 10);
-    EXPECT_GT(count, 14 * 11 / 2);
-
-    Scanned s(path, o);
-    auto const& i = s.range;
-    EXPECT_EQ((std::vector<int>{i.inlStart, i.inlStop, i.crlStart, i.crlStop}),
-              (std::vector<int>{10, last(10, 2, 14), 300, last(300, 3, 11)}));
-    EXPECT_EQ(s.r.traceIndex().num_traces(), count);
-    bool holeInside = false;
-    for (int il = 0; il < o.inlines; ++il)
-        for (int xl = 0; xl < o.crosslines; ++xl) {
-            long long offset = 0;
-            bool const present = tolmar_cli::trace_present(o, il, xl);
-            EXPECT_EQ(s.r.traceIndex().lookup(10 + 2 * il, 300 + 3 * xl, offset), present) << il << " " << xl;
-            holeInside |= !present && il + xl < 10;
-        }
-    EXPECT_TRUE(holeInside) << "a hole away from the cut corner";
-}
-
-TEST(SynthSurvey, AmplitudesAreDeterministicAndFillIntegerRanges)
+TEST(SynthSurvey, AmplitudesFillIntegerRangesAndFollowTheSeed)
 {
     SynthOptions o = small();
     o.inlines = 60;
@@ -174,7 +120,7 @@ TEST(SynthSurvey, AmplitudesAreDeterministicAndFillIntegerRanges)
     for (std::string format : {"ibm", "int32", "int16", "int8"}) {
         SCOPED_TRACE(format);
         o.format = format;
-        double const m = peak(o), limit = limit_of(format);
+        double const m = peak(o), limit = format == "int8" ? 127 : format == "int16" ? 32767 : format == "int32" ? INT_MAX : 0;
         if (limit == 0) {
             EXPECT_GT(m, 800);
             EXPECT_LT(m, 1100);
@@ -184,7 +130,6 @@ TEST(SynthSurvey, AmplitudesAreDeterministicAndFillIntegerRanges)
         }
     }
     SynthOptions other = o;
-    EXPECT_EQ(tolmar_cli::synthetic_amplitude(o, 3, 4, 50), tolmar_cli::synthetic_amplitude(other, 3, 4, 50));
     other.seed = 8;
     int differ = 0;
     for (int k = 0; k < o.samples; ++k)
