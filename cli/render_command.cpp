@@ -20,6 +20,7 @@
 #include "cli/cube_source.h"
 #include "cli/json.h"
 #include "cli/png_image.h"
+#include "cli/slice_choice.h"
 #include "foundation/Streamer3DGridReader.h"
 #include "graphics/Seismic3DRenderer.h"
 #include "graphics/mat44.h"
@@ -41,18 +42,7 @@ constexpr double kPi = 3.14159265358979323846;
 
 std::string describe(RenderRequest const& r)
 {
-    char const* kind[] = {"inline", "crossline", "time"};
-    std::ostringstream s;
-    s << kind[r.kind] << " " << r.position;
-    return s.str();
-}
-
-// The line's index in start..stop by step, or -1.
-int line_index(double line, int start, int stop, int step)
-{
-    double const f = (line - start) / step;
-    if (line < start || line > stop || f != std::floor(f)) return -1;
-    return static_cast<int>(f);
+    return describe_slice(r.kind, r.position);
 }
 
 // The slice as a quad: for each corner of the picture, (across, up) in 0..1,
@@ -237,8 +227,7 @@ namespace {
 
 struct RenderArgs {
     RenderRequest request;
-    int inl = 0, crl = 0;
-    double time = 0;
+    SliceChoice choice;
     std::vector<int> size;
     std::pair<float, float> range;
     bool json = false;
@@ -247,16 +236,7 @@ struct RenderArgs {
 void run_render(RenderArgs& a, CLI::App const& cmd)
 {
     RenderRequest& r = a.request;
-    if (cmd.count("--inline")) {
-        r.kind = RenderRequest::Inline;
-        r.position = a.inl;
-    } else if (cmd.count("--crossline")) {
-        r.kind = RenderRequest::Crossline;
-        r.position = a.crl;
-    } else {
-        r.kind = RenderRequest::Time;
-        r.position = a.time;
-    }
+    a.choice.apply(cmd, r);
     if (a.size.size() == 2) {
         r.width = a.size[0];
         r.height = a.size[1];
@@ -295,11 +275,7 @@ void add_render_command(CLI::App& app)
     static RenderArgs a;
     RenderRequest& r = a.request;
     cmd->add_option("CUBE", r.cube, "Brick file (.tmf)")->required();
-    auto* inl = cmd->add_option("--inline", a.inl, "Inline number");
-    auto* crl = cmd->add_option("--crossline", a.crl, "Crossline number");
-    auto* time = cmd->add_option("--time", a.time, "Time (ms) of a time slice");
-    inl->excludes(crl)->excludes(time);
-    crl->excludes(time);
+    a.choice.add_options(*cmd);
     cmd->add_option("--png", r.png, "PNG to write (red, white, black from low to high; undefined transparent)")
         ->required();
     cmd->add_option("--size", a.size, "Picture width and height (default: one pixel a sample)")
@@ -316,8 +292,6 @@ void add_render_command(CLI::App& app)
     cmd->add_flag("--force", r.force, "Overwrite an existing PNG");
     cmd->add_flag("--json", a.json, "Print one JSON object");
     cmd->callback([cmd] {
-        if (cmd->count("--inline") + cmd->count("--crossline") + cmd->count("--time") != 1)
-            throw CLI::RequiredError("one of --inline, --crossline and --time");
         run_render(a, *cmd);
     });
 }

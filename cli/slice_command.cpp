@@ -13,6 +13,7 @@
 #include "cli/commands.h"
 #include "cli/cube_source.h"
 #include "cli/png_image.h"
+#include "cli/slice_choice.h"
 #include "foundation/StreamerIndexedSEGY3DReader.h"
 #include "foundation/scale_and_color.h"
 
@@ -24,18 +25,7 @@ using Cube = Tolmar::Seismic3DTraceReader;
 
 std::string describe(SliceRequest const& r)
 {
-    char const* kind[] = {"inline", "crossline", "time"};
-    std::ostringstream s;
-    s << kind[r.kind] << " " << r.position;
-    return s.str();
-}
-
-// The line's index in start..stop by step, or -1.
-int line_index(double line, int start, int stop, int step)
-{
-    double const f = (line - start) / step;
-    if (line < start || line > stop || f != std::floor(f)) return -1;
-    return static_cast<int>(f);
+    return describe_slice(r.kind, r.position);
 }
 
 // The traces of an indexed cube at the given keys, by one batch request:
@@ -81,15 +71,11 @@ std::vector<float> read_slice(Cube& cube, SliceRequest const& r, int& width, int
         }
     } else {
         bool const isInline = r.kind == SliceRequest::Inline;
-        int const index = isInline ? line_index(r.position, cube.inlStart, cube.inlStop, cube.inlStep)
-                                   : line_index(r.position, cube.crlStart, cube.crlStop, cube.crlStep);
-        if (index < 0)
-            fail(r.cube.path, "there is no " + describe(r) + " (" +
-                                  (isInline ? std::to_string(cube.inlStart) + ".." + std::to_string(cube.inlStop) +
-                                                  " step " + std::to_string(cube.inlStep)
-                                            : std::to_string(cube.crlStart) + ".." + std::to_string(cube.crlStop) +
-                                                  " step " + std::to_string(cube.crlStep)) +
-                                  ")");
+        int const start = isInline ? cube.inlStart : cube.crlStart, stop = isInline ? cube.inlStop : cube.crlStop,
+                  step = isInline ? cube.inlStep : cube.crlStep;
+        if (line_index(r.position, start, stop, step) < 0)
+            fail(r.cube.path, "there is no " + describe(r) + " (" + std::to_string(start) + ".." + std::to_string(stop) +
+                                  " step " + std::to_string(step) + ")");
         int const line = static_cast<int>(r.position);
         width = isInline ? nc : ni;
         if (bricks) { // samples fastest: turn it so samples run down
@@ -163,24 +149,14 @@ namespace {
 
 struct SliceArgs {
     SliceRequest request;
-    int inl = 0, crl = 0;
-    double time = 0;
+    SliceChoice choice;
     bool json = false;
 };
 
 void run_slice(SliceArgs& a, CLI::App const& cmd)
 {
     SliceRequest& r = a.request;
-    if (cmd.count("--inline")) {
-        r.kind = SliceRequest::Inline;
-        r.position = a.inl;
-    } else if (cmd.count("--crossline")) {
-        r.kind = SliceRequest::Crossline;
-        r.position = a.crl;
-    } else {
-        r.kind = SliceRequest::Time;
-        r.position = a.time;
-    }
+    a.choice.apply(cmd, r);
     SliceReport const s = extract_slice(r);
     if (a.json) {
         std::cout << JsonObject()
@@ -207,11 +183,7 @@ void add_slice_command(CLI::App& app)
     static SliceArgs a;
     SliceRequest& r = a.request;
     r.cube.add_options(*cmd);
-    auto* inl = cmd->add_option("--inline", a.inl, "Inline number");
-    auto* crl = cmd->add_option("--crossline", a.crl, "Crossline number");
-    auto* time = cmd->add_option("--time", a.time, "Time (ms) of a time slice");
-    inl->excludes(crl)->excludes(time);
-    crl->excludes(time);
+    a.choice.add_options(*cmd);
     cmd->add_option("--png", r.png, "PNG to write (red, white, black from low to high; undefined transparent)");
     cmd->add_option("--raw", r.raw, "Raw little-endian float32 file to write (undefined samples NaN)");
     static std::pair<float, float> range;
@@ -221,8 +193,6 @@ void add_slice_command(CLI::App& app)
     cmd->add_flag("--force", r.force, "Overwrite existing outputs");
     cmd->add_flag("--json", a.json, "Print one JSON object");
     cmd->callback([cmd] {
-        if (cmd->count("--inline") + cmd->count("--crossline") + cmd->count("--time") != 1)
-            throw CLI::RequiredError("one of --inline, --crossline and --time");
         if (cmd->count("--range")) a.request.range = {range.first, range.second};
         run_slice(a, *cmd);
     });

@@ -1,0 +1,41 @@
+#include "cli/slice_choice.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cmath>
+#include <sstream>
+
+namespace tolmar_cli {
+
+void SliceChoice::add_options(CLI::App& cmd)
+{
+    auto* i = cmd.add_option("--inline", inl, "Inline number");
+    auto* c = cmd.add_option("--crossline", crl, "Crossline number");
+    auto* t = cmd.add_option("--time", time, "Time (ms) of a time slice");
+    i->excludes(c)->excludes(t);
+    c->excludes(t);
+}
+
+int SliceChoice::given(CLI::App const& cmd)
+{
+    if (cmd.count("--inline") + cmd.count("--crossline") + cmd.count("--time") != 1)
+        throw CLI::RequiredError("one of --inline, --crossline and --time");
+    return cmd.count("--inline") ? 0 : cmd.count("--crossline") ? 1 : 2;
+}
+
+std::string describe_slice(int kind, double position)
+{
+    char const* const names[] = {"inline", "crossline", "time"};
+    std::ostringstream s;
+    s << names[kind] << " " << position;
+    return s.str();
+}
+
+int line_index(double line, int start, int stop, int step)
+{
+    double const f = (line - start) / step;
+    if (line < start || line > stop || f != std::floor(f)) return -1;
+    return static_cast<int>(f);
+}
+
+} // namespace tolmar_cli
