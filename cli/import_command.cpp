@@ -114,6 +114,7 @@ void add_import_command(CLI::App& app)
         ->check(CLI::IsMember({8, 16, 32}));
     cmd->add_flag("--force", r.force, "Overwrite existing outputs");
     cmd->add_flag("--json", a.json, "Print one JSON object");
+    r.scan.add_strict_option(*cmd);
     r.scan.positions.add_options(*cmd);
     r.scan.encoding.add_options(*cmd);
     cmd->callback([] { run_import(a); });

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <fstream>
 #include <iostream>
 
 #include "cli/cli_support.h"
@@ -16,31 +17,50 @@ struct InfoArgs {
     std::string path;
     unsigned long long trace = 0;
     bool json = false;
+    bool strict = false;
     HeaderPositions positions;
     Encoding encoding;
 };
 
-std::string trimmed(std::string const& line)
+// A text header line as printable ASCII, so that the output is valid UTF-8
+// whatever bytes the header holds; trailing blanks dropped.
+std::string printable(std::string const& line)
 {
-    std::size_t const end = line.find_last_not_of(' ');
-    return end == std::string::npos ? std::string() : line.substr(0, end + 1);
+    std::string out = line;
+    for (char& c : out)
+        if (static_cast<unsigned char>(c) < 0x20 || static_cast<unsigned char>(c) > 0x7e) c = '.';
+    std::size_t const end = out.find_last_not_of(' ');
+    return end == std::string::npos ? std::string() : out.substr(0, end + 1);
 }
+
+// The reel header as the tool reads it: the lenient sample count unless strict.
+class ReelReader : public Tolmar::SEGYreader {
+public:
+    ReelReader() : SEGYreader(3) {}
+    void read()
+    {
+        std::ifstream s(filename(), std::ios::binary);
+        skipEBCDICheader(&s);
+        readReelHeader(&s);
+    }
+};
 
 void run_info(InfoArgs& a)
 {
     a.encoding.detect(a.path);
-    Tolmar::SEGYreader reader(3);
+    ReelReader reader;
     a.encoding.apply(reader);
+    reader.setTrustReelSampleCount(!a.strict);
     reader.setFile(a.path);
     if (reader.fileSize() == 0) fail(a.path, "cannot open the file");
 
     int format = 0;
     auto const reel = reader.reelHeader(&format, true);
-    int samples = 0, interval = 0;
-    for (auto const& [name, value] : reel) {
-        if (name == "NoOfSamplesPerTrace") samples = value;
+    int interval = 0;
+    for (auto const& [name, value] : reel)
         if (name == "SampleInterval") interval = value;
-    }
+    reader.read();
+    int const samples = reader.nSamples();
     Tolmar::SEGYreader::Type types[Tolmar::SEGYreader::SlotCount];
     int positions[Tolmar::SEGYreader::SlotCount];
     a.positions.fill(types, positions);
@@ -53,8 +73,9 @@ void run_info(InfoArgs& a)
     std::string const formatText = format_name(format, a.encoding.ibm);
     std::string const order = a.encoding.littleEndian ? "little" : "big";
     if (a.json) {
-        std::vector<std::string> lines, reelItems;
-        for (auto const& l : text) lines.push_back(json_string(trimmed(l)));
+        std::string lines;
+        for (auto const& l : text) lines += printable(l) + "\n";
+        if (!lines.empty()) lines.pop_back();
         JsonObject reelObject, traceObject;
         for (auto const& [name, value] : reel) reelObject.add(name, value);
         for (auto const& [bytes, value] : header) traceObject.add(bytes, value);
@@ -67,7 +88,7 @@ void run_info(InfoArgs& a)
                          .add("format_code", format)
                          .add_text("byte_order", order)
                          .add_text("text_encoding", a.encoding.asciiText ? "ascii" : "ebcdic")
-                         .add("text_header", json_array(lines))
+                         .add_text("text_header", lines)
                          .add("reel_header", reelObject.str())
                          .add("trace", static_cast<double>(a.trace))
                          .add("trace_header", traceObject.str())
@@ -76,7 +97,7 @@ void run_info(InfoArgs& a)
         return;
     }
     std::cout << "Text header (" << (a.encoding.asciiText ? "ASCII" : "EBCDIC") << "):\n";
-    for (auto const& l : text) std::cout << "  " << trimmed(l) << "\n";
+    for (auto const& l : text) std::cout << "  " << printable(l) << "\n";
     std::cout << "\nReel header:\n";
     for (auto const& [name, value] : reel) std::cout << "  " << name << ": " << value << "\n";
     std::cout << "\nTrace header " << a.trace << " (non-zero words):\n";
@@ -95,6 +116,7 @@ void add_info_command(CLI::App& app)
     cmd->add_option("FILE", a.path, "SEG-Y file")->required();
     cmd->add_option("--trace", a.trace, "Trace whose header is listed (from 0)")->capture_default_str();
     cmd->add_flag("--json", a.json, "Print one JSON object");
+    cmd->add_flag("--strict", a.strict, "Take the reel header's sample count as a signed word, as it stands");
     a.positions.add_options(*cmd);
     a.encoding.add_options(*cmd);
     cmd->callback([] { run_info(a); });

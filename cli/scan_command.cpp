@@ -59,7 +59,10 @@ void print_scan(std::ostream& out, Tolmar::SEGYreader3D const& reader, bool full
         << "  z " << d.zMin << ".." << d.zMax << " ms step " << d.zStep << "\n";
     if (full) out << "  amplitude " << d.sMin << ".." << d.sMax << "\n";
     out << "  x = " << affine(t.x0, t.xInl, t.xCrl) << "\n"
-        << "  y = " << affine(t.y0, t.yInl, t.yCrl) << "\n"
+        << "  y = " << affine(t.y0, t.yInl, t.yCrl) << "\n";
+    if (std::isfinite(reader.transformMaxError()))
+        out << "  the map misses trace coordinates by at most " << reader.transformMaxError() << " map units\n";
+    out
         << "  " << reader.traceIndex().num_traces() << " traces indexed\n";
 }
 
@@ -70,6 +73,7 @@ void add_scan_command(CLI::App& app)
     cmd->add_option("FILE", a.request.path, "SEG-Y file")->required();
     cmd->add_flag("--full", a.request.full, "Read the samples too, for the amplitude range");
     cmd->add_flag("--json", a.json, "Print one JSON object");
+    a.request.add_strict_option(*cmd);
     a.request.positions.add_options(*cmd);
     a.request.encoding.add_options(*cmd);
     cmd->callback([] { run_scan(a); });

@@ -1,5 +1,9 @@
 #include "cli/survey_scan.h"
 
+#include <CLI/CLI.hpp>
+
+#include <cmath>
+#include <cstdio>
 #include <iostream>
 #include <sstream>
 
@@ -35,10 +39,93 @@ private:
 
 } // namespace
 
+void ScanRequest::add_strict_option(CLI::App& cmd)
+{
+    cmd.add_flag("--strict", strict,
+                 "Read the file by the letter of the format: trace header sample counts must match the "
+                 "reel header's, a scaler word of 0 zeroes the coordinates, and the traces must span a "
+                 "plane of map coordinates");
+}
+
+void apply_leniency(Tolmar::SEGYreader3D& reader, bool strict)
+{
+    reader.setTrustReelSampleCount(!strict);
+    reader.setZeroScalerAsOne(!strict);
+    reader.setFallbackGrid(!strict);
+}
+
+namespace {
+
+void note(std::string const& path, std::string const& text)
+{
+    std::cerr << "tolmar: " << path << ": " << text << "\n";
+}
+
+std::string format_number(double v)
+{
+    char text[32];
+    std::snprintf(text, sizeof text, "%.6g", v);
+    return text;
+}
+
+// One line for each liberty the lenient readings took, and for what the
+// file does that the user should know of.
+void report_liberties(Tolmar::SEGYreader3D const& reader, ScanRequest const& request)
+{
+    using R = Tolmar::SEGYreader3D;
+    std::string const& path = request.path;
+    auto const& c = reader.corrections();
+    std::string const ns = std::to_string(reader.nSamples());
+    if (c.samplesFromTrace)
+        note(path, "the reel header gives " + std::to_string(c.reelSampleCount) + " samples, the first trace header " +
+                       ns + ": using " + ns + ", as the file size agrees");
+    if (c.overruledTraces > 0)
+        note(path, "trace headers give " + std::to_string(c.traceSampleCount) + " samples, the reel header " + ns +
+                       ": using " + ns + ", as the file size agrees");
+    if (c.zeroScalerTraces > 0)
+        note(path, "the coordinate scaler (byte " + std::to_string(request.positions.scaler) + ") is 0 in " +
+                       std::to_string(c.zeroScalerTraces) + " trace headers: read as 1, no scaling");
+    long long const length = 240LL + static_cast<long long>(reader.nSamples()) * reader.nBytes();
+    long long const tail = (reader.fileSize() - 3600) % length;
+    if (tail > 0)
+        note(path, "the file ends " + std::to_string(tail) + " bytes into its last trace (of " +
+                       std::to_string(length) + " bytes); that trace is left out");
+    switch (reader.gridKind()) {
+    case R::GridFitted: break;
+    case R::GridOneInline:
+        note(path, "the survey has one inline: its inline axis is taken at right angles to the crosslines, as far "
+                   "apart");
+        break;
+    case R::GridOneCrossline:
+        note(path, "the survey has one crossline: its crossline axis is taken at right angles to the inlines, as "
+                   "far apart");
+        break;
+    case R::GridLineNumbers:
+        note(path, "the trace coordinates (bytes " + std::to_string(request.positions.x) + " and " +
+                       std::to_string(request.positions.y) +
+                       ") do not span the survey: map coordinates are one unit per inline and crossline");
+        break;
+    }
+    // A fit through three traces assumes the axes are at right angles; on a
+    // sheared survey the grid misses the traces, and the user must see it.
+    Tolmar::SEGYreader::DRange d;
+    reader.dRange(d);
+    double const error = reader.transformMaxError();
+    double const spacing = std::min(std::fabs(d.inlSpacing), std::fabs(d.crlSpacing));
+    if (std::isfinite(error) && error > 0.25 * spacing && spacing > 0.0)
+        note(path, "the affine map misses trace coordinates by up to " + format_number(error) +
+                       " map units (line spacing " + format_number(spacing) +
+                       "): the inline and crossline axes are not at right angles, or the coordinates are "
+                       "coarsely rounded");
+}
+
+} // namespace
+
 double scan_survey(Tolmar::SEGYreader3D& reader, ScanRequest& request)
 {
     request.encoding.detect(request.path);
     request.encoding.apply(reader);
+    apply_leniency(reader, request.strict);
     reader.setFile(request.path);
     reader.setStorage(request.storage);
     reader.setInlRange(-2147483647, 2147483647, 1);
@@ -59,15 +146,21 @@ double scan_survey(Tolmar::SEGYreader3D& reader, ScanRequest& request)
         said = capture.last_line("");
         reader.setProgress({});
     }
+    if (result != 1 && reader.nSamples() <= 0)
+        fail(request.path, "the reel header gives " + std::to_string(reader.nSamples()) + " samples per trace");
+    if (result != 1 && reader.nTraces() == 0) fail(request.path, "holds no traces, only its headers");
     switch (result) {
     case 1: break;
-    case -1: fail(request.path, said.empty() ? "a trace's sample count differs from the reel header's" : said);
+    case -1:
+        fail(request.path, said.empty() ? "a trace's sample count differs from the reel header's" :
+                           said + (request.strict ? "" : " (and the file size does not bear the reel header out)"));
     case -5: fail(request.path, "two traces in a row at one inline and crossline; check the header positions");
     default:
         fail(request.path, "no survey found: the headers at the given positions do not span an inline and "
                            "crossline grid (positions inline " + std::to_string(request.positions.inl) +
                                ", crossline " + std::to_string(request.positions.crl) + ")");
     }
+    report_liberties(reader, request);
     return seconds_since(t0);
 }
 
@@ -91,6 +184,7 @@ void add_scan_json(JsonObject& out, Tolmar::SEGYreader3D const& reader, bool ful
                               .add("yInl", t.yInl)
                               .add("yCrl", t.yCrl)
                               .str())
+        .add("transform_max_error", reader.transformMaxError())
         .add("indexed_traces", static_cast<double>(reader.traceIndex().num_traces()));
 }
 

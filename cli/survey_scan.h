@@ -15,16 +15,27 @@ struct ScanRequest {
     Encoding encoding; // detected by scan_survey
     bool full = false; // read the samples too, for the amplitude range
     unsigned storage = 32;
+    // The library's letter of the format: no lenient readings (see
+    // apply_leniency).
+    bool strict = false;
+
+    void add_strict_option(CLI::App& cmd);
 };
+
+// The readings beyond the letter of the format that the tool uses unless
+// --strict: stale or empty trace header sample counts, scaler words of 0, and
+// surveys whose traces do not span a plane of map coordinates.
+void apply_leniency(Tolmar::SEGYreader3D& reader, bool strict);
 
 // Scans the whole survey of request.path into reader, with a progress bar on
 // a terminal. Fails with one line naming the file; the library's own
-// complaints become that line instead of reaching standard output.
+// complaints become that line instead of reaching standard output. Says in
+// one line on standard error each liberty a lenient reading took.
 // Answers the seconds taken.
 double scan_survey(Tolmar::SEGYreader3D& reader, ScanRequest& request);
 
 // The scan's findings as rendered JSON members (inline, crossline, z,
-// amplitude, transform, indexed_traces).
+// amplitude, transform, transform_max_error, indexed_traces).
 void add_scan_json(JsonObject& out, Tolmar::SEGYreader3D const& reader, bool full);
 
 } // namespace tolmar_cli

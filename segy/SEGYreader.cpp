@@ -281,22 +281,30 @@ bool SEGYreader::readReelHeader(std::istream* s)
     unsigned char reel[kReelBytes];
     read_zero_padded(*s, reel, kReelBytes);
     int const interval = load_i16(reel + 16, littleEndian_);
-    int ns = load_i16(reel + 20, littleEndian_);
+    // A count is never negative: the lenient reading takes all 16 bits.
+    int ns = trustReelSampleCount_ ? load_u16(reel + 20, littleEndian_) : load_i16(reel + 20, littleEndian_);
     int const orig = load_i16(reel + 22, littleEndian_);
     int const code = load_i16(reel + 24, littleEndian_);
+    corrections_.reelSampleCount = ns;
+    corrections_.samplesFromTrace = false;
 
-    if (ns != orig && orig >= 1) {
-        // Let the first trace header decide which of the two counts is true.
+    // Bytes 115 and 116 of the first trace header, the stream left where it was.
+    auto const firstTraceCount = [&] {
         bool const wasGood = s->good();
         std::streampos const at = s->tellg();
         s->seekg(114, std::ios::cur);
         unsigned char t2[2] = {0, 0};
         s->read(reinterpret_cast<char*>(t2), 2);
-        int const t = load_i16(t2, littleEndian_);
         if (wasGood) {
             s->clear();
             s->seekg(at);
         }
+        return trustReelSampleCount_ ? load_u16(t2, littleEndian_) : load_i16(t2, littleEndian_);
+    };
+
+    if (ns != orig && orig >= 1) {
+        // Let the first trace header decide which of the two counts is true.
+        int const t = firstTraceCount();
         if (ns != t && orig == t) {
             ns = orig;
         } else if (ns != t) {
@@ -305,9 +313,21 @@ bool SEGYreader::readReelHeader(std::istream* s)
                       << ") does not match original # of samples: " << orig << std::endl;
         }
     }
-    nSamples_ = static_cast<std::int16_t>(ns);
-    if (!sampleRateOverride_ && interval > 0) sampleRate_ = interval;
     format_ = formatOverride_ != 0 ? formatOverride_ : code;
+    if (trustReelSampleCount_) {
+        if (!fileFits(ns)) {
+            int const t = firstTraceCount();
+            if (fileFits(t)) {
+                corrections_.samplesFromTrace = true;
+                corrections_.traceSampleCount = t;
+                ns = t;
+            }
+        }
+        nSamples_ = ns;
+    } else {
+        nSamples_ = static_cast<std::int16_t>(ns);
+    }
+    if (!sampleRateOverride_ && interval > 0) sampleRate_ = interval;
     if (storage_ == 0) {
         switch (format_) {
         case 1:
@@ -321,6 +341,13 @@ bool SEGYreader::readReelHeader(std::istream* s)
         }
     }
     return true;
+}
+
+bool SEGYreader::fileFits(int nSamples) const
+{
+    if (nSamples <= 0 || fileSize_ <= kHeadersBytes) return false;
+    long long const length = 240LL + static_cast<long long>(nSamples) * nBytes();
+    return (fileSize_ - kHeadersBytes) % length == 0;
 }
 
 namespace {
@@ -384,9 +411,15 @@ bool SEGYreader::decodeTraceHeader(unsigned char const* h, Type const* types, in
     double const rawY = word(SlotY, types[SlotY]);
     double const rawZ = word(SlotZ, types[SlotZ]);
 
-    if (nSamples) *nSamples = load_i16(h + 114, littleEndian_);
+    if (nSamples) *nSamples = trustReelSampleCount_ ? load_u16(h + 114, littleEndian_) : load_i16(h + 114, littleEndian_);
 
-    if (!scalerOverride_) scaler_ = multiplier(scalerWord);
+    if (!scalerOverride_) {
+        scaler_ = multiplier(scalerWord);
+        if (scalerWord == 0 && zeroScalerAsOne_) {
+            scaler_ = 1.0;
+            ++corrections_.zeroScalerTraces;
+        }
+    }
     double xv = rawX * scaler_;
     double yv = rawY * scaler_;
 
@@ -490,6 +523,8 @@ std::list<std::pair<std::string, int>> SEGYreader::traceHeader(unsigned long lon
     reel.littleEndian_ = littleEndian_;
     reel.formatOverride_ = formatOverride_;
     reel.storage_ = storage_ == 0 ? 32 : storage_; // the listing prints no format complaint
+    reel.trustReelSampleCount_ = trustReelSampleCount_;
+    reel.fileSize_ = fileSize_;
     reel.skipEBCDICheader(&s);
     reel.readReelHeader(&s);
     long long const count = traces_in(fileSize_, reel.traceBytes());

@@ -81,6 +81,27 @@ public:
     void setSampleRateOverride(bool on, double ms);
     void setZTransform(bool on, bool toTime, int velocity);
 
+    // Readings beyond the letter of the format, for files that real programs
+    // write; both off by default. With the first, the reel header's sample
+    // count (read as unsigned 16 bits) is trusted when trace headers disagree
+    // with it and the file size fits it exactly, and a reel count that the
+    // file size does not fit gives way to the first trace header's count
+    // when that one fits. With the second, a coordinate scaler word of 0
+    // means no scaling instead of the multiplier 0.
+    void setTrustReelSampleCount(bool on) { trustReelSampleCount_ = on; }
+    void setZeroScalerAsOne(bool on) { zeroScalerAsOne_ = on; }
+    bool trustReelSampleCount() const { return trustReelSampleCount_; }
+
+    // What those readings changed since the reel header was last read.
+    struct Corrections {
+        int reelSampleCount = 0;         // the reel header's count as read
+        int traceSampleCount = 0;        // the first trace header count that was overruled or taken
+        bool samplesFromTrace = false;   // the first trace header's count replaced the reel header's
+        long long overruledTraces = 0;   // trace headers whose sample count was overruled
+        long long zeroScalerTraces = 0;  // trace headers whose scaler word 0 was read as 1
+    };
+    Corrections const& corrections() const { return corrections_; }
+
     std::string const& filename() const { return filename_; }
     double sampleRate() const { return sampleRate_; }
     double zStart() const { return zStart_; }
@@ -157,8 +178,13 @@ protected:
     // The samples readTrace takes of a trace meant to hold `wanted` samples.
     SamplePick pickSamples(double first, double step, int wanted) const;
 
+    // True when the traces of nSamples samples fill the file exactly.
+    bool fileFits(int nSamples) const;
+
+public:
     // Bytes of one trace, header included.
     long long traceBytes() const { return 240LL + static_cast<long long>(std::max(0, nSamples_)) * nBytes(); }
+protected:
     // Prints "Invalid format: " and the code on standard output.
     void printInvalidFormat(int format) const;
 
@@ -193,6 +219,9 @@ protected:
     int zVelocity_ = 1500;
     int formatOverride_ = 0;
     int dimension_;
+    bool trustReelSampleCount_ = false;
+    bool zeroScalerAsOne_ = false;
+    Corrections corrections_;
 
 private:
     std::vector<unsigned char> sampleBytes_; // scratch for readTrace

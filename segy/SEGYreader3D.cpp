@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <limits>
 
 #include "foundation/SEGY3D_read_trace.h"
 #include "foundation/log.h"
@@ -10,7 +11,7 @@
 
 namespace Tolmar {
 
-SEGYreader3D::SEGYreader3D() : SEGYreader(3) {}
+SEGYreader3D::SEGYreader3D() : SEGYreader(3), transformMaxError_(std::numeric_limits<double>::quiet_NaN()) {}
 
 void SEGYreader3D::setInlRange(int start, int stop, int step)
 {

@@ -82,6 +82,26 @@ public:
     void setVariableTrace(bool on) { variableTrace_ = on; }
     void setNavigationType(NavigationType type) { navigationType_ = type; }
 
+    // How the last scan made the affine grid.
+    enum GridKind {
+        GridFitted = 0,      // through three traces that span a plane
+        GridOneInline = 1,   // along the one inline; the inline axis at right angles, as long
+        GridOneCrossline = 2,// along the one crossline; the crossline axis likewise
+        GridLineNumbers = 3  // one map unit per inline and crossline from the first trace: one
+                             // trace, or coordinates that do not span the survey
+    };
+    // Off by default: a survey whose traces do not span a plane of map
+    // coordinates makes scan answer 0. On, the scan makes up the grid
+    // instead, as gridKind() says, and finds a step of 1 on a line it never
+    // saw change.
+    void setFallbackGrid(bool on) { fallbackGrid_ = on; }
+    GridKind gridKind() const { return gridKind_; }
+    // The largest distance, in map units, between an accepted trace's
+    // coordinates and where the affine grid puts it; large when the inline
+    // and crossline axes are not at right angles. NaN before a scan and for
+    // GridLineNumbers.
+    double transformMaxError() const { return transformMaxError_; }
+
     NavigationType navigationType() const { return navigationType_; }
     std::shared_ptr<MultiPolygon<double>> multiPoly() const { return multiPoly_; }
     void iRange(IRange& out) const { out = iRange_; }
@@ -205,11 +225,24 @@ protected:
     std::function<void(double)> progress_;
     long long headersRead_ = 0;
     SEGY3DBrickWriter::Timings brickTimings_;
+    bool fallbackGrid_ = false;
+    GridKind gridKind_ = GridFitted;
+    double transformMaxError_;
 
 private:
     class Walk;
     friend class Walk;
+    // Where an accepted trace is, relative to the first one.
+    struct TracePlace {
+        int inl, crl;
+        float dx, dy;
+    };
     void fitAffineGrid();
+    // The grid of a survey whose traces do not span a plane; false when no
+    // trace was accepted.
+    bool makeFallbackGrid();
+    bool gridUsable() const;
+    void measureGrid(std::vector<TracePlace> const& places);
 };
 
 } // namespace Tolmar

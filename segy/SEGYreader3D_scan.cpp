@@ -90,6 +90,7 @@ private:
     void hop(int inl, ShortOf shortOf);
     void takeReferences(Header const& h);
     bool readSamples(Header const& h, std::streamoff pos);
+    bool overruleSampleCount(Header& h);
     void foldAmplitudes(double low, double high);
     void collectWorkers();
     void report(Clock::time_point start) const;
@@ -110,6 +111,8 @@ private:
     int prevInl_ = -1, prevCrl_ = -1;
     bool first_ = true;
     bool haveAmplitudes_ = false;
+    bool fileFitsReel_ = false;
+    std::vector<TracePlace> places_;
     std::streamoff next_ = 0;    // header of the next trace in the current file
     std::streamoff lastPos_ = 0;
     TickClock::Ticks headerTicks_ = 0;
@@ -128,6 +131,7 @@ bool SEGYreader3D::Walk::openCurrent()
     mapped_ = dynamic_cast<platform::MappedStreamBuf const*>(s_->rdbuf());
     r_.skipEBCDICheader(s_.get());
     r_.readReelHeader(s_.get());
+    fileFitsReel_ = r_.fileFits(r_.nSamples_);
     next_ = s_->tellg();
     return static_cast<bool>(*s_);
 }
@@ -301,6 +305,18 @@ bool SEGYreader3D::Walk::readSamples(Header const& h, std::streamoff pos)
     return true;
 }
 
+// A trace header whose sample count disagrees with the reel header's: taken
+// as stale when the lenient reading is on and the file size bears the reel
+// header out.
+bool SEGYreader3D::Walk::overruleSampleCount(Header& h)
+{
+    if (!r_.trustReelSampleCount_ || !fileFitsReel_) return false;
+    Corrections& c = r_.corrections_;
+    if (c.overruledTraces++ == 0 && !c.samplesFromTrace) c.traceSampleCount = h.ns;
+    h.ns = r_.nSamples_;
+    return true;
+}
+
 void SEGYreader3D::Walk::foldAmplitudes(double low, double high)
 {
     DRange& d = r_.dRange_;
@@ -340,7 +356,7 @@ int SEGYreader3D::Walk::walkFile()
             return -5;
         }
         r_.traceIndex_.add(h.inl, h.crl, pos);
-        if (h.ns != r_.nSamples_) {
+        if (h.ns != r_.nSamples_ && !overruleSampleCount(h)) {
             std::cout << "SEG-Y 3D import" << std::endl;
             std::cout << "# of samples in reel header (" << r_.nSamples_
                       << ") does not match # of samples in trace header: " << h.ns << std::endl;
@@ -370,6 +386,9 @@ int SEGYreader3D::Walk::walkFile()
 
         takeReferences(h);
         if (fullScan_ && !readSamples(h, pos)) continue;
+        TracePlace const place{h.inl, h.crl, static_cast<float>(h.x - r_.reference_[0].x),
+                               static_cast<float>(h.y - r_.reference_[0].y)};
+        places_.push_back(place);
         first_ = false;
         if (fullScan_ && c_ < static_cast<long long>(r_.selected_.size()))
             r_.selected_[static_cast<std::size_t>(c_)] = true;
@@ -427,10 +446,15 @@ int SEGYreader3D::Walk::run()
         if (!openCurrent()) return done(0);
     }
     collectWorkers();
-    for (SurveyPoint const& p : r_.reference_)
-        if (!p.set) return done(0);
-
-    r_.fitAffineGrid();
+    r_.gridKind_ = GridFitted;
+    bool const spanned = std::all_of(std::begin(r_.reference_), std::end(r_.reference_),
+                                     [](SurveyPoint const& p) { return p.set; });
+    if (spanned) r_.fitAffineGrid();
+    if (!spanned || !r_.gridUsable()) {
+        if (!r_.fallbackGrid_ || !r_.makeFallbackGrid()) return done(0);
+    }
+    r_.measureGrid(places_);
+    places_ = {};
     r_.calculateNavi();
     done(1);
     if (r_.progress_) r_.progress_(1.0);
@@ -445,6 +469,8 @@ int SEGYreader3D::scan(Type const* types, int const* positions, bool skipZeroXY,
     traceIndex_.clear();
     deadTraces_.clear();
     headersRead_ = 0;
+    corrections_ = Corrections{};
+    transformMaxError_ = std::numeric_limits<double>::quiet_NaN();
     return Walk(*this, types, positions, skipZeroXY, fullScan).run();
 }
 
@@ -476,6 +502,74 @@ void SEGYreader3D::fitAffineGrid()
     trans_.yCrl = crlPlane.getYIncrement();
     trans_.x0 = p[0].x - trans_.xInl * p[0].inl - trans_.xCrl * p[0].crl;
     trans_.y0 = p[0].y - trans_.yInl * p[0].inl - trans_.yCrl * p[0].crl;
+}
+
+} // namespace Tolmar
+
+namespace Tolmar {
+
+// The fit divides by the spread of the reference traces: coordinates that
+// coincide give infinities, and a grid that maps every line to one point is
+// no grid.
+bool SEGYreader3D::gridUsable() const
+{
+    Trans const& t = trans_;
+    for (double v : {t.x0, t.xInl, t.xCrl, t.y0, t.yInl, t.yCrl})
+        if (!std::isfinite(v)) return false;
+    return std::fabs(t.xInl * t.yCrl - t.yInl * t.xCrl) > 0.0;
+}
+
+bool SEGYreader3D::makeFallbackGrid()
+{
+    SurveyPoint const* p = reference_;
+    if (!p[0].set) return false;
+    IRange& ir = iRange_;
+    if (ir.inlStep < 1) ir.inlStep = std::max(1, inlRange_.step);
+    if (ir.crlStep < 1) ir.crlStep = std::max(1, crlRange_.step);
+
+    // Along the one line the farthest trace gives direction and spacing; the
+    // other axis is taken at right angles (a clockwise quarter turn from the
+    // crosslines' direction to the inlines'), as long.
+    Trans t;
+    bool const oneInline = ir.inlStart == ir.inlStop, oneCrossline = ir.crlStart == ir.crlStop;
+    SurveyPoint const& far = oneInline ? p[2] : p[3];
+    double const dx = far.x - p[0].x, dy = far.y - p[0].y;
+    int const lines = oneInline ? far.crl - p[0].crl : far.inl - p[0].inl;
+    if (oneInline != oneCrossline && lines != 0 && std::hypot(dx, dy) > 0.0) {
+        double const ux = dx / lines, uy = dy / lines;
+        if (oneInline) {
+            t.xCrl = ux, t.yCrl = uy, t.xInl = uy, t.yInl = -ux;
+            gridKind_ = GridOneInline;
+        } else {
+            t.xInl = ux, t.yInl = uy, t.xCrl = -uy, t.yCrl = ux;
+            gridKind_ = GridOneCrossline;
+        }
+    } else {
+        t.xInl = 1.0, t.yInl = 0.0, t.xCrl = 0.0, t.yCrl = 1.0;
+        gridKind_ = GridLineNumbers;
+    }
+    t.x0 = p[0].x - t.xInl * p[0].inl - t.xCrl * p[0].crl;
+    t.y0 = p[0].y - t.yInl * p[0].inl - t.yCrl * p[0].crl;
+    trans_ = t;
+    dRange_.inlSpacing = std::hypot(t.xInl, t.yInl) * ir.inlStep;
+    dRange_.crlSpacing = std::hypot(t.xCrl, t.yCrl) * ir.crlStep;
+    return true;
+}
+
+void SEGYreader3D::measureGrid(std::vector<TracePlace> const& places)
+{
+    transformMaxError_ = std::numeric_limits<double>::quiet_NaN();
+    if (gridKind_ == GridLineNumbers) return;
+    // Relative to the first trace, so that large map coordinates lose nothing.
+    SurveyPoint const& p0 = reference_[0];
+    Trans const& t = trans_;
+    double worst = 0.0;
+    for (TracePlace const& q : places) {
+        double const di = static_cast<double>(q.inl) - p0.inl, dc = static_cast<double>(q.crl) - p0.crl;
+        double const ex = t.xInl * di + t.xCrl * dc - q.dx, ey = t.yInl * di + t.yCrl * dc - q.dy;
+        worst = std::max(worst, std::hypot(ex, ey));
+    }
+    transformMaxError_ = worst;
 }
 
 } // namespace Tolmar

@@ -15,47 +15,12 @@
 
 #include "cli/synthetic_survey.h"
 #include "segy_test_util.h"
+#include "tool_run.h"
 
 using namespace tolmar_test;
 using tolmar_cli::SynthOptions;
 
 namespace {
-
-struct ToolRun {
-    int status = -1;
-    std::string out, err;
-};
-
-ToolRun tolmar(std::string const& args)
-{
-    static ScratchDir errDir;
-    std::string const errFile = errDir.path("stderr");
-    ToolRun r;
-    std::FILE* p = ::popen((std::string(TOLMAR_TOOL) + " " + args + " 2>" + errFile).c_str(), "r");
-    char buf[4096];
-    for (std::size_t n; (n = std::fread(buf, 1, sizeof buf, p)) > 0;) r.out.append(buf, n);
-    int const w = ::pclose(p);
-    r.status = WIFEXITED(w) ? WEXITSTATUS(w) : -1;
-    std::vector<char> const err = readFile(errFile);
-    r.err.assign(err.begin(), err.end());
-    return r;
-}
-
-CPLJSONObject json_of(ToolRun const& r)
-{
-    EXPECT_EQ(r.status, 0) << r.err;
-    CPLJSONDocument doc;
-    EXPECT_TRUE(doc.LoadMemory(r.out)) << r.out;
-    return doc.GetRoot();
-}
-
-std::vector<double> numbers(CPLJSONObject const& o, char const* key)
-{
-    std::vector<double> v;
-    CPLJSONArray const a = o.GetArray(key);
-    for (int i = 0; i < a.Size(); ++i) v.push_back(a[i].ToDouble());
-    return v;
-}
 
 struct Png {
     int width = 0, height = 0;
@@ -79,14 +44,6 @@ Png read_png(std::string const& path)
     out.width = static_cast<int>(image.width);
     out.height = static_cast<int>(image.height);
     return out;
-}
-
-std::vector<float> read_floats(std::string const& path)
-{
-    std::vector<char> const bytes = readFile(path);
-    std::vector<float> v(bytes.size() / 4);
-    std::memcpy(v.data(), bytes.data(), v.size() * 4);
-    return v;
 }
 
 // A small irregular IEEE survey, imported both ways once for all tests.
