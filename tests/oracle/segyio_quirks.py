@@ -2,6 +2,7 @@
 then reports what segyio reads from it.
 
 usage: segyio_quirks.py CASE FILE OUTPREFIX
+       segyio_quirks.py --read big|little FILE OUTPREFIX   (a file written elsewhere)
        segyio_quirks.py --list
 
 The survey is written with segyio; words segyio will not write as asked
@@ -145,14 +146,14 @@ def narrow_samples(path, c):
         f.write(out)
 
 
-def read(c, path, prefix):
-    with segyio.open(path, endian=c["endian"]) as f:
+def read(endian, path, prefix):
+    with segyio.open(path, endian=endian) as f:
         traces = []
         for h in f.header:
             mul = multiplier(h[T.SourceGroupScalar])
             traces.append([h[T.INLINE_3D], h[T.CROSSLINE_3D], h[T.CDP_X] * mul, h[T.CDP_Y] * mul])
         samples = f.samples
-        out = dict(ok=True, endian=c["endian"], ilines=[int(v) for v in f.ilines], xlines=[int(v) for v in f.xlines],
+        out = dict(ok=True, endian=endian, ilines=[int(v) for v in f.ilines], xlines=[int(v) for v in f.xlines],
                    samples=[float(samples[0]), float(samples[1] - samples[0]) if len(samples) > 1 else 0.0,
                             len(samples)],
                    traces=traces)
@@ -164,15 +165,20 @@ def main():
     if sys.argv[1] == "--list":
         print(" ".join(CASES))
         return
-    name, path, prefix = sys.argv[1:4]
-    c = dict(BASE, **CASES[name])
-    write(c, path)
-    if c["ns"] > 32767:
+    if sys.argv[1] == "--read":
+        endian, path, prefix = sys.argv[2:5]
+        large = False
+    else:
+        name, path, prefix = sys.argv[1:4]
+        c = dict(BASE, **CASES[name])
+        write(c, path)
+        endian, large = c["endian"], c["ns"] > 32767
+    if large:
         # segyio 1.8 reads the reel count as a signed word and aborts on it.
         out = dict(ok=False, error="segyio aborts on a sample count above 32767")
     else:
         try:
-            out = read(c, path, prefix)
+            out = read(endian, path, prefix)
         except Exception as e:  # segyio's own refusal is the answer
             out = dict(ok=False, error=str(e))
     with open(prefix + ".json", "w") as f:
