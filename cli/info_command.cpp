@@ -51,6 +51,7 @@ void run_info(InfoArgs& a)
     ReelReader reader;
     a.encoding.apply(reader);
     reader.setTrustReelSampleCount(!a.strict);
+    reader.setSkipExtendedTextHeaders(!a.strict);
     reader.setFile(a.path);
     if (reader.fileSize() == 0) fail(a.path, "cannot open the file");
 

@@ -52,6 +52,7 @@ void apply_leniency(Tolmar::SEGYreader3D& reader, bool strict)
     reader.setTrustReelSampleCount(!strict);
     reader.setZeroScalerAsOne(!strict);
     reader.setFallbackGrid(!strict);
+    reader.setSkipExtendedTextHeaders(!strict);
 }
 
 namespace {
@@ -86,7 +87,7 @@ void report_liberties(Tolmar::SEGYreader3D const& reader, ScanRequest const& req
         note(path, "the coordinate scaler (byte " + std::to_string(request.positions.scaler) + ") is 0 in " +
                        std::to_string(c.zeroScalerTraces) + " trace headers: read as 1, no scaling");
     long long const length = 240LL + static_cast<long long>(reader.nSamples()) * reader.nBytes();
-    long long const tail = (reader.fileSize() - 3600) % length;
+    long long const tail = (reader.fileSize() - reader.firstTraceOffset()) % length;
     if (tail > 0)
         note(path, "the file ends " + std::to_string(tail) + " bytes into its last trace (of " +
                        std::to_string(length) + " bytes); that trace is left out");

@@ -23,8 +23,9 @@ struct ScanRequest {
 };
 
 // The readings beyond the letter of the format that the tool uses unless
-// --strict: stale or empty trace header sample counts, scaler words of 0, and
-// surveys whose traces do not span a plane of map coordinates.
+// --strict: stale or empty trace header sample counts, scaler words of 0,
+// surveys whose traces do not span a plane of map coordinates, and extended
+// text headers that the reel header announces.
 void apply_leniency(Tolmar::SEGYreader3D& reader, bool strict);
 
 // Scans the whole survey of request.path into reader, with a progress bar on

@@ -57,10 +57,10 @@ std::streamsize read_zero_padded(std::istream& s, unsigned char* out, std::size_
     return got;
 }
 
-long long traces_in(long long fileSize, long long traceBytes)
+long long traces_in(long long fileSize, long long traceBytes, long long firstTrace)
 {
-    if (traceBytes <= 0 || fileSize <= kHeadersBytes) return 0;
-    return (fileSize - kHeadersBytes) / traceBytes;
+    if (traceBytes <= 0 || fileSize <= firstTrace) return 0;
+    return (fileSize - firstTrace) / traceBytes;
 }
 
 } // namespace
@@ -137,7 +137,7 @@ void SEGYreader::clear()
     amplitudes_.clear();
 }
 
-long long SEGYreader::nTraces() const { return traces_in(fileSize_, traceBytes()); }
+long long SEGYreader::nTraces() const { return traces_in(fileSize_, traceBytes(), firstTraceOffset_); }
 
 long long SEGYreader::nTraces(std::list<std::string> const& files) const
 {
@@ -145,7 +145,7 @@ long long SEGYreader::nTraces(std::list<std::string> const& files) const
     for (auto const& f : files) {
         long long size = 0;
         std::ifstream probe(f, std::ios::binary);
-        if (probe && regular_file_size(f, size)) total += traces_in(size, traceBytes());
+        if (probe && regular_file_size(f, size)) total += traces_in(size, traceBytes(), firstTraceOffset_);
     }
     return total;
 }
@@ -288,6 +288,19 @@ bool SEGYreader::readReelHeader(std::istream* s)
     corrections_.reelSampleCount = ns;
     corrections_.samplesFromTrace = false;
 
+    format_ = formatOverride_ != 0 ? formatOverride_ : code;
+    firstTraceOffset_ = kHeadersBytes;
+    corrections_.extendedTextHeaders = 0;
+    int const extended = load_i16(reel + 304, littleEndian_);
+    if (skipExtendedTextHeaders_ && extended > 0) {
+        long long const first = kHeadersBytes + kTextBytes * extended;
+        if (fileFits(ns, first) && !fileFits(ns, kHeadersBytes)) {
+            firstTraceOffset_ = first;
+            corrections_.extendedTextHeaders = extended;
+            s->seekg(first - kHeadersBytes, std::ios::cur);
+        }
+    }
+
     // Bytes 115 and 116 of the first trace header, the stream left where it was.
     auto const firstTraceCount = [&] {
         bool const wasGood = s->good();
@@ -313,7 +326,6 @@ bool SEGYreader::readReelHeader(std::istream* s)
                       << ") does not match original # of samples: " << orig << std::endl;
         }
     }
-    format_ = formatOverride_ != 0 ? formatOverride_ : code;
     if (trustReelSampleCount_) {
         if (!fileFits(ns)) {
             int const t = firstTraceCount();
@@ -343,11 +355,11 @@ bool SEGYreader::readReelHeader(std::istream* s)
     return true;
 }
 
-bool SEGYreader::fileFits(int nSamples) const
+bool SEGYreader::fileFits(int nSamples, long long firstTrace) const
 {
-    if (nSamples <= 0 || fileSize_ <= kHeadersBytes) return false;
+    if (nSamples <= 0 || fileSize_ <= firstTrace) return false;
     long long const length = 240LL + static_cast<long long>(nSamples) * nBytes();
-    return (fileSize_ - kHeadersBytes) % length == 0;
+    return (fileSize_ - firstTrace) % length == 0;
 }
 
 namespace {
@@ -525,14 +537,15 @@ std::list<std::pair<std::string, int>> SEGYreader::traceHeader(unsigned long lon
     reel.storage_ = storage_ == 0 ? 32 : storage_; // the listing prints no format complaint
     reel.trustReelSampleCount_ = trustReelSampleCount_;
     reel.fileSize_ = fileSize_;
+    reel.skipExtendedTextHeaders_ = skipExtendedTextHeaders_;
     reel.skipEBCDICheader(&s);
     reel.readReelHeader(&s);
-    long long const count = traces_in(fileSize_, reel.traceBytes());
+    long long const count = traces_in(fileSize_, reel.traceBytes(), reel.firstTraceOffset_);
     nTraces = static_cast<unsigned long long>(count);
     if (count == 0) return out;
     unsigned long long const number = std::min(traceNumber, nTraces - 1);
     s.clear();
-    s.seekg(kHeadersBytes + static_cast<long long>(number) * reel.traceBytes(), std::ios::beg);
+    s.seekg(reel.firstTraceOffset_ + static_cast<long long>(number) * reel.traceBytes(), std::ios::beg);
 
     unsigned char h[kTraceHeaderBytes + 4];
     std::fill(h, h + sizeof h, 0);

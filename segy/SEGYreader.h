@@ -90,6 +90,12 @@ public:
     // means no scaling instead of the multiplier 0.
     void setTrustReelSampleCount(bool on) { trustReelSampleCount_ = on; }
     void setZeroScalerAsOne(bool on) { zeroScalerAsOne_ = on; }
+    // Off by default. On, the extended text headers that the reel header
+    // announces (bytes 3505-3506) are skipped when the file size fits them.
+    void setSkipExtendedTextHeaders(bool on) { skipExtendedTextHeaders_ = on; }
+    // Where the first trace header starts: 3600, and 3200 more for each
+    // extended text header skipped.
+    long long firstTraceOffset() const { return firstTraceOffset_; }
     bool trustReelSampleCount() const { return trustReelSampleCount_; }
 
     // What those readings changed since the reel header was last read.
@@ -97,6 +103,7 @@ public:
         int reelSampleCount = 0;         // the reel header's count as read
         int traceSampleCount = 0;        // the first trace header count that was overruled or taken
         bool samplesFromTrace = false;   // the first trace header's count replaced the reel header's
+        int extendedTextHeaders = 0;     // skipped after the reel header
         long long overruledTraces = 0;   // trace headers whose sample count was overruled
         long long zeroScalerTraces = 0;  // trace headers whose scaler word 0 was read as 1
     };
@@ -179,7 +186,8 @@ protected:
     SamplePick pickSamples(double first, double step, int wanted) const;
 
     // True when the traces of nSamples samples fill the file exactly.
-    bool fileFits(int nSamples) const;
+    bool fileFits(int nSamples) const { return fileFits(nSamples, firstTraceOffset_); }
+    bool fileFits(int nSamples, long long firstTrace) const;
 
 public:
     // Bytes of one trace, header included.
@@ -221,6 +229,8 @@ protected:
     int dimension_;
     bool trustReelSampleCount_ = false;
     bool zeroScalerAsOne_ = false;
+    bool skipExtendedTextHeaders_ = false;
+    long long firstTraceOffset_ = 3600;
     Corrections corrections_;
 
 private:

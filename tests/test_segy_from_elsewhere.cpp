@@ -150,6 +150,7 @@ TEST(SegyFromElsewhere, EveryQuirkReadsAsSegyioReadsIt)
         {"le_int8", 0.02, ""},
         {"be_int8", 0.02, ""},
         {"be_int16", 0.02, ""},
+        {"extended_text", 0.02, ""},
         {"one_inline", 0.02, "the survey has one inline"},
         {"one_crossline", 0.02, "the survey has one crossline"},
     };

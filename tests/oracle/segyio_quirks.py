@@ -29,7 +29,7 @@ T = segyio.TraceField
 
 BASE = dict(format=5, endian="big", ilines=list(range(100, 104)), xlines=list(range(20, 30, 2)), ns=30, dt=4000,
             delay=0, scaler=-100, angle=30.0, shear=90.0, trace_ns=None, time_scalar=0, reel_ns=None,
-            text=None, cut=0)
+            text=None, cut=0, ext_headers=0)
 
 CASES = {
     # Trace headers without a sample count, as segyio leaves them unless told.
@@ -56,6 +56,8 @@ CASES = {
     "no_traces": dict(ilines=[], xlines=[]),
     "cut_short": dict(cut=10),
     "reel_ns_40000": dict(format=8, ilines=[1, 2], xlines=[5], ns=40000, reel_ns=40000),
+    # Two extended text headers between the reel header and the first trace.
+    "extended_text": dict(ext_headers=2),
     # Crosslines at 60 degrees to the inlines: no orthogonal grid fits.
     "sheared": dict(shear=60.0),
 }
@@ -100,6 +102,7 @@ def write(c, path):
     spec.xlines = c["xlines"] or [1]
     spec.samples = list(range(c["ns"]))
     spec.endian = c["endian"]
+    spec.ext_headers = c["ext_headers"]
     dtype = {1: np.float32, 5: np.float32, 2: np.int32, 3: np.int16, 8: np.int16}[c["format"]]
     mul = multiplier(c["scaler"])
     with segyio.create(path, spec) as f:
