@@ -155,7 +155,9 @@ double scan_survey(Tolmar::SEGYreader3D& reader, ScanRequest& request)
     case -1:
         fail(request.path, said.empty() ? "a trace's sample count differs from the reel header's" :
                            said + (request.strict ? "" : " (and the file size does not bear the reel header out)"));
-    case -5: fail(request.path, "two traces in a row at one inline and crossline; check the header positions");
+    case -5:
+        fail(request.path, "two traces in a row at one inline and crossline: pre-stack gathers are not read; "
+                           "otherwise check the header positions");
     default:
         fail(request.path, "no survey found: the headers at the given positions do not span an inline and "
                            "crossline grid (positions inline " + std::to_string(request.positions.inl) +
