@@ -8,9 +8,11 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <iostream>
+#include <set>
 #include <sstream>
 #include <thread>
 
@@ -22,6 +24,9 @@
 #include "cli/png_image.h"
 #include "cli/slice_choice.h"
 #include "foundation/Streamer3DGridReader.h"
+#include "graphics/GPUCubeMemoryDataSource.h"
+#include "graphics/GPUCubeMemoryLineHandler.h"
+#include "graphics/GPUCubeMemoryManager.h"
 #include "graphics/Seismic3DRenderer.h"
 #include "graphics/mat44.h"
 #include "platform/headless_gl.h"
@@ -39,6 +44,24 @@ constexpr int kMostPixelsPerSide = 16384;
 // whole unit cube fits in it from any direction.
 constexpr double kFieldOfViewDeg = 30.0;
 constexpr double kPi = 3.14159265358979323846;
+constexpr double kMiB = 1024.0 * 1024.0;
+// The default pool: what the slice needs, a quarter more and a few cells
+// besides, so that rounding the pool into whole cells never costs a brick
+// of the slice; no more than this, whatever the slice. A budget asked for
+// has a wider limit.
+constexpr double kMostDefaultPoolMiB = 4096;
+constexpr double kMostPoolMiB = 65536;
+
+// MiB of pool for `bricks` bricks and the reserved cell, rounded up.
+double pool_mib_for(double bricks)
+{
+    return std::ceil((bricks + 1) * static_cast<double>(Tolmar::GPUCubeMemoryManager::cell_bytes()) / kMiB);
+}
+
+double default_pool_mib(unsigned needed)
+{
+    return std::min(pool_mib_for(needed + std::max(needed / 4.0, 8.0)), kMostDefaultPoolMiB);
+}
 
 std::string describe(RenderRequest const& r)
 {
@@ -168,30 +191,41 @@ RenderReport render_slice(RenderRequest const& r)
         effective_range(args, 1.0f, 1.0f, report.low, report.high);
     }
 
+    Tolmar::RenderConfig config;
+    Tolmar::RenderGeometry mesh;
+    mesh.indices = {0, 1, 2, 0, 2, 3};
+    double const across[4] = {0, 1, 1, 0}, up[4] = {0, 0, 1, 1};
+    for (int i = 0; i < 4; ++i) {
+        mesh.cube_coords.push_back(quad.corner[i]);
+        mesh.vertices.push_back(r.camera.size() == 2 ? camera_world(quad.corner[i]) : V3{{across[i], up[i], 0}});
+    }
+    config.geometry.push_back(std::move(mesh));
+    config.original_amp_range.set(grid->get_min_value(), grid->get_max_value());
+    config.effective_amp_range.set(report.low, report.high);
+    // The walk that picks the pool's bricks, without its limit, tells what
+    // the whole slice at level 0 takes; the camera does not change it.
+    std::set<Tolmar::BrickKey> const needed = Tolmar::Seismic3DRenderer::bricks_for_full_resolution(config, *grid);
+    report.neededBricks = static_cast<unsigned>(needed.size());
+    report.neededMiB = pool_mib_for(report.neededBricks);
+    double const budgetMiB = r.gpuMemoryMiB > 0 ? r.gpuMemoryMiB : default_pool_mib(report.neededBricks);
+
     std::string error;
     auto gl = Tolmar::platform::HeadlessGL::create(report.width, report.height, error);
     if (!gl) fail(r.cube, "cannot draw offscreen: " + error);
     report.renderer = gl->renderer_string();
     RgbaImage image;
     {
-        Tolmar::Seismic3DRenderer renderer;
+        // A pool of its own, sized for this job: the process-wide one goes
+        // by the driver's free memory, which llvmpipe does not report.
+        Tolmar::GPUCubeMemoryManager pool(static_cast<std::uint64_t>(budgetMiB * kMiB));
+        report.poolMiB = static_cast<double>(pool.pool_bytes()) / kMiB;
+        report.poolBricks = pool.max_bricks_in_gpu_mem();
+        Tolmar::Seismic3DRenderer renderer(&pool);
         renderer.set_3d_grid_reader(grid);
         renderer.start(false);
         if (renderer.get_program().program == 0) fail(r.cube, "the cube shader does not build on " + report.renderer);
         GLuint const colours = make_colour_table();
         renderer.setColTabTex(colours);
-
-        Tolmar::RenderConfig config;
-        Tolmar::RenderGeometry mesh;
-        mesh.indices = {0, 1, 2, 0, 2, 3};
-        double const across[4] = {0, 1, 1, 0}, up[4] = {0, 0, 1, 1};
-        for (int i = 0; i < 4; ++i) {
-            mesh.cube_coords.push_back(quad.corner[i]);
-            mesh.vertices.push_back(r.camera.size() == 2 ? camera_world(quad.corner[i]) : V3{{across[i], up[i], 0}});
-        }
-        config.geometry.push_back(std::move(mesh));
-        config.original_amp_range.set(grid->get_min_value(), grid->get_max_value());
-        config.effective_amp_range.set(report.low, report.high);
         renderer.set_render_config(config);
 
         // Frames until the pool holds every brick this view wants: bricks
@@ -214,6 +248,9 @@ RenderReport render_slice(RenderRequest const& r)
         }
         glFinish();
         report.seconds = seconds_since(t0);
+        Tolmar::BrickCoverage const shown = renderer.get_line_handler()->data_source()->coverage(needed);
+        report.bricksPerLevel = shown.bricks_per_level;
+        report.fullResolution = shown.full_resolution();
         image.width = report.width;
         image.height = report.height;
         image.rgba = gl->read_pixels();
@@ -243,10 +280,17 @@ void run_render(RenderArgs& a, CLI::App const& cmd)
     }
     if (cmd.count("--range")) r.range = {a.range.first, a.range.second};
     RenderReport const s = render_slice(r);
+    if (s.poolBricks < s.neededBricks)
+        std::cerr << "tolmar: warning: " << r.cube << ": a GPU pool of " << s.poolMiB << " MiB holds "
+                  << s.poolBricks << " bricks, but " << describe(r) << " needs " << s.neededBricks
+                  << " to show at full resolution (--gpu-memory " << s.neededMiB
+                  << "); coarser bricks stand in\n";
     if (!s.complete)
         std::cerr << "tolmar: warning: " << r.cube << ": bricks still loading after " << r.maxSeconds
                   << " s; coarser data stands in where finer was missing\n";
     if (a.json) {
+        std::vector<std::string> perLevel;
+        for (unsigned n : s.bricksPerLevel) perLevel.push_back(json_number(n));
         std::cout << JsonObject()
                          .add("width", s.width)
                          .add("height", s.height)
@@ -255,12 +299,21 @@ void run_render(RenderArgs& a, CLI::App const& cmd)
                          .add("complete", s.complete ? "true" : "false")
                          .add("seconds", s.seconds)
                          .add_text("renderer", s.renderer)
+                         .add("gpu_memory_mb", s.poolMiB)
+                         .add("pool_bricks", s.poolBricks)
+                         .add("bricks_needed", s.neededBricks)
+                         .add("bricks_per_level", json_array(perLevel))
+                         .add("full_resolution", s.fullResolution ? "true" : "false")
                          .str()
                   << "\n";
         return;
     }
     std::cout << describe(r) << ": colours over " << s.low << ".." << s.high << ", " << s.frames << " frames in "
               << s.seconds << " s on " << s.renderer << "\n";
+    std::cout << "Bricks per level, finest first:";
+    for (unsigned n : s.bricksPerLevel) std::cout << " " << n;
+    std::cout << (s.fullResolution ? " (full resolution)" : " (coarser in part)") << " from a pool of " << s.poolMiB
+              << " MiB\n";
     std::cout << "Wrote " << r.png << " (" << s.width << " x " << s.height << ")\n";
 }
 
@@ -289,6 +342,10 @@ void add_render_command(CLI::App& app)
     cmd->add_option("--timeout", r.maxSeconds, "Seconds to wait for the bricks to stream in")
         ->capture_default_str()
         ->check(CLI::PositiveNumber);
+    cmd->add_option("--gpu-memory", r.gpuMemoryMiB,
+                    "MiB for the GPU brick pool (default: what the slice needs at full resolution, and a quarter "
+                    "more, up to 4096); a smaller pool draws coarser bricks where the finest do not fit")
+        ->check(CLI::Range(1.0, kMostPoolMiB));
     cmd->add_flag("--force", r.force, "Overwrite an existing PNG");
     cmd->add_flag("--json", a.json, "Print one JSON object");
     cmd->callback([cmd] {

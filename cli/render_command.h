@@ -24,6 +24,9 @@ struct RenderRequest {
     std::vector<double> camera;
     std::vector<float> range;  // empty: the effective range
     double maxSeconds = 60;    // streaming gives up after this
+    // The GPU brick pool's budget in MiB; 0 sizes it for the slice at full
+    // resolution, with room to spare, up to 4 GiB.
+    double gpuMemoryMiB = 0;
     bool force = false;
 };
 
@@ -34,6 +37,16 @@ struct RenderReport {
     bool complete = true;     // false when streaming gave up
     double seconds = 0;       // drawing and streaming
     std::string renderer;     // GL_RENDERER and GL_VERSION
+    double poolMiB = 0;       // the pool as allocated
+    unsigned poolBricks = 0;  // bricks it holds
+    // Bricks of all levels the slice needs to be drawn at full resolution,
+    // and the budget that would hold them.
+    unsigned neededBricks = 0;
+    double neededMiB = 0;
+    // Per level, finest first, the bricks the picture shows, and whether
+    // every brick of the slice shows at level 0.
+    std::vector<unsigned> bricksPerLevel;
+    bool fullResolution = false;
 };
 
 // Draws the slice and writes the PNG; fails with one line.

@@ -254,4 +254,25 @@ void GPUCubeMemoryDataSource::upload_layout()
     check_gl_error(kPath, static_cast<unsigned>(__LINE__));
 }
 
+BrickCoverage GPUCubeMemoryDataSource::coverage(std::set<BrickKey> const& wanted) const
+{
+    BrickCoverage c;
+    c.bricks_per_level.assign(layout_.size(), 0);
+    if (layout_.empty()) return c;
+    // A resident brick has a slot of its own, so distinct slots at a level
+    // count distinct bricks, however many positions each covers.
+    std::vector<std::set<vec<unsigned, 3>>> shown(layout_.size());
+    for (BrickKey const& key : wanted) {
+        if (key.level != 0 || key.id >= layout_[0].size() || reader_->is_undef_brick(key)) continue;
+        ++c.positions;
+        LayoutEntry const e = unpack_layout_entry(layout_[0][key.id]);
+        if (e.slot == kReservedSlot || e.level >= shown.size())
+            ++c.holes;
+        else
+            shown[e.level].insert(e.slot);
+    }
+    for (std::size_t l = 0; l < shown.size(); ++l) c.bricks_per_level[l] = static_cast<unsigned>(shown[l].size());
+    return c;
+}
+
 } // namespace Tolmar

@@ -23,6 +23,21 @@ class GPUCubeMemoryLineHandler;
 class GPUCubeMemoryManager;
 class Streamer3DGridReader;
 
+// What a layout map shows over the level-0 bricks that a view wants.
+struct BrickCoverage {
+    // Per level, finest first: the distinct bricks shown there.
+    std::vector<unsigned> bricks_per_level;
+    // The view's level-0 bricks that hold data, and those of them that no
+    // resident brick covers, which draw as undefined.
+    unsigned positions = 0, holes = 0;
+
+    // Every one of them shows its own level-0 brick.
+    bool full_resolution() const
+    {
+        return holes == 0 && (bricks_per_level.empty() || bricks_per_level[0] == positions);
+    }
+};
+
 class GPUCubeMemoryDataSource {
 public:
     // Creates the layout map, all of it undefined.
@@ -55,6 +70,10 @@ public:
     void clear_undefined_layout();
     // Sends level 0 of the layout to the layout texture.
     void upload_layout();
+    // What the layout map shows at the level-0 bricks among `wanted`: the
+    // level the shader reads at each, and so how much of a view is drawn at
+    // full resolution.
+    BrickCoverage coverage(std::set<BrickKey> const& wanted) const;
 
     // Deletes the layout texture and returns every slot to the pool; the data
     // source is empty afterwards. The manager calls it when the cube's last

@@ -27,6 +27,8 @@ constexpr std::uint64_t kLeastFreeBytes = 50000000;
 // slots make an edge far beyond any 3D texture a driver allows today.
 constexpr unsigned kMostSlotsPerAxis = 756;
 constexpr unsigned kPoolBrickEdge = 36;
+// A layout entry names a slot coordinate in one byte.
+constexpr unsigned kMostNamedSlots = 256;
 // The greatest half float: every sample of the reserved cell reads above any
 // undefined-value threshold.
 constexpr float kUndefinedTexel = 65504.0f;
@@ -68,11 +70,78 @@ GPUCubeMemoryManager::GPUCubeMemoryManager(GPUCubeMemorySeams seams) : seams_(st
     std::optional<std::uint64_t> const free_bytes =
         seams_.free_memory_bytes ? seams_.free_memory_bytes() : std::optional<std::uint64_t>();
     unsigned const edge = pool_edge_for(free_bytes);
-    gpu_mem_size_ = vec<unsigned, 3>{{edge, edge, edge}};
+    start_pool(vec<unsigned, 3>{{edge, edge, edge}});
+}
+
+GPUCubeMemoryManager::GPUCubeMemoryManager(std::uint64_t pool_bytes, GPUCubeMemorySeams seams)
+    : seams_(std::move(seams))
+{
+    glew_init();
+    start_pool(slots_for(pool_bytes) * brick_size);
+}
+
+void GPUCubeMemoryManager::start_pool(vec<unsigned, 3> const& edge_texels)
+{
+    gpu_mem_size_ = edge_texels;
     create_textures_for_data();
     restart_streaming();
     pbos.assign(kPixelBuffers, 0);
     glGenBuffers(static_cast<GLsizei>(pbos.size()), pbos.data());
+}
+
+std::uint64_t GPUCubeMemoryManager::cell_bytes()
+{
+    return std::uint64_t(2) * kPoolBrickEdge * kPoolBrickEdge * kPoolBrickEdge;
+}
+
+std::uint64_t GPUCubeMemoryManager::pool_bytes() const
+{
+    return std::uint64_t(2) * gpu_mem_size_[0] * gpu_mem_size_[1] * gpu_mem_size_[2];
+}
+
+vec<unsigned, 3> GPUCubeMemoryManager::pool_slots_for(std::uint64_t bytes, unsigned most_per_axis)
+{
+    unsigned const most = std::max(most_per_axis, 1u);
+    std::uint64_t const cells = std::max<std::uint64_t>(bytes / cell_bytes(), 2);
+    // Every (y, z) tried, x as long as it fits: a cube-shaped pool would
+    // waste up to a whole face of cells, a large share of a small budget.
+    vec<unsigned, 3> best{{std::min(2u, most), 1, 1}};
+    std::uint64_t bestCells = 0;
+    for (unsigned z = 1; z <= most; ++z)
+        for (unsigned y = 1; y <= most; ++y) {
+            std::uint64_t const face = std::uint64_t(y) * z;
+            if (face > cells) break;
+            auto const x = static_cast<unsigned>(std::min<std::uint64_t>(most, cells / face));
+            if (x * face > bestCells) {
+                bestCells = x * face;
+                best = vec<unsigned, 3>{{x, y, z}};
+            }
+        }
+    return best;
+}
+
+vec<unsigned, 3> GPUCubeMemoryManager::slots_for(std::uint64_t bytes) const
+{
+    GLint most3d = 0;
+    glGetIntegerv(GL_MAX_3D_TEXTURE_SIZE, &most3d);
+    unsigned const perAxis = std::min(kMostNamedSlots, static_cast<unsigned>(std::max(most3d, 0)) / brick_size);
+    vec<unsigned, 3> const slots = pool_slots_for(bytes, perAxis);
+    Util::logf("Using a 3D texture pool of %ux%ux%u bricks\n", slots[0], slots[1], slots[2]);
+    return slots;
+}
+
+void GPUCubeMemoryManager::set_pool_bytes(std::uint64_t bytes)
+{
+    // The slots are numbered afresh, so no cube may keep an old one: each
+    // gives all back now, and the next rounds stream its bricks again.
+    for (auto const& entry : data_sources) entry.second->release();
+    gpu_mem_size_ = slots_for(bytes) * brick_size;
+    create_textures_for_data();
+    restart_streaming();
+    for (auto const& entry : data_sources) {
+        entry.second->create_layout();
+        entry.second->loading_ = true;
+    }
 }
 
 GPUCubeMemoryManager::~GPUCubeMemoryManager()

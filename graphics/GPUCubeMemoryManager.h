@@ -39,6 +39,10 @@ public:
     // A pool of its own, sized by the seams' free memory; the renderers use
     // getInstance, a separate pool serves tests. Needs a current context.
     explicit GPUCubeMemoryManager(GPUCubeMemorySeams seams = {});
+    // A pool of at most `pool_bytes` of texture, whatever the driver reports
+    // (see set_pool_bytes); seams.free_memory_bytes is not asked. Needs a
+    // current context.
+    explicit GPUCubeMemoryManager(std::uint64_t pool_bytes, GPUCubeMemorySeams seams = {});
     // Deletes the pool texture and the pixel buffers; data sources still
     // held elsewhere are cut loose and give back nothing afterwards.
     ~GPUCubeMemoryManager();
@@ -65,6 +69,20 @@ public:
     // Edge of a pool cell in texels, border included.
     unsigned get_brick_size() const { return brick_size; }
 
+    // Re-sizes the pool to at most `bytes` of texture (at least two cells:
+    // the reserved one and one brick), within the driver's largest 3D
+    // texture and the 256 slots per axis that a layout entry can name.
+    // Every cube gives back its resident bricks and streams them again.
+    void set_pool_bytes(std::uint64_t bytes);
+    // Bytes of the pool texture as allocated.
+    std::uint64_t pool_bytes() const;
+    // Bytes of one pool cell: a brick of 36^3 half floats.
+    static std::uint64_t cell_bytes();
+    // Slots per axis of the pool that set_pool_bytes makes: the shape with
+    // the most whole cells in `bytes`, no axis above `most_per_axis`, and
+    // never fewer than two cells.
+    static vec<unsigned, 3> pool_slots_for(std::uint64_t bytes, unsigned most_per_axis);
+
     // Puts the renderer's walk in place of the root-only default.
     void set_brick_selector(BrickSelector selector) { seams_.select_bricks = std::move(selector); }
 
@@ -89,6 +107,10 @@ private:
     void stream_all(int elapsed_ms);
     void restart_streaming();
     void create_textures_for_data();
+    // The texture, the free list and the pixel buffers of a new pool.
+    void start_pool(vec<unsigned, 3> const& edge_texels);
+    // The slots per axis that `bytes` buys on this driver.
+    vec<unsigned, 3> slots_for(std::uint64_t bytes) const;
     // Takes the next free slot for the brick and uploads it. A float brick
     // is mapped (cube_value_mapping) in place first, so the same data must
     // not be uploaded twice.

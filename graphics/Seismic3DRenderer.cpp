@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "foundation/Streamer3DGridReader.h"
 #include "graphics/GPUCubeMemoryDataSource.h"
@@ -112,13 +113,41 @@ void Seismic3DRenderer::init_cube()
 
 vec<double, 3> Seismic3DRenderer::valid_data_range() const
 {
+    return grid_reader ? valid_data_range(*grid_reader) : vec<double, 3>{{1.0, 1.0, 1.0}};
+}
+
+vec<double, 3> Seismic3DRenderer::valid_data_range(Streamer3DGridReader const& reader)
+{
     vec<double, 3> range{{1.0, 1.0, 1.0}};
-    if (!grid_reader || grid_reader->get_num_levels() == 0) return range;
-    auto const& total = grid_reader->get_total_size();
-    auto const& counts = grid_reader->get_level_counts()[0];
-    double const core = static_cast<double>(grid_reader->get_brick_size()) - 2.0 * grid_reader->get_border();
+    if (reader.get_num_levels() == 0) return range;
+    auto const& total = reader.get_total_size();
+    auto const& counts = reader.get_level_counts()[0];
+    double const core = static_cast<double>(reader.get_brick_size()) - 2.0 * reader.get_border();
     for (int a = 0; a < 3; ++a) range[a] = total[a] / (counts[a] * core);
     return range;
+}
+
+std::set<BrickKey> Seismic3DRenderer::bricks_for_full_resolution(RenderConfig const& config,
+                                                                 Streamer3DGridReader const& reader)
+{
+    vec<double, 3> const range = valid_data_range(reader);
+    std::vector<int> indices;
+    std::vector<vec<float, 3>> vertices;
+    for (RenderGeometry const& g : config.geometry) {
+        int const offset = static_cast<int>(vertices.size());
+        std::size_t const n = std::min(g.vertices.size(), g.cube_coords.size());
+        // The walk passes over a triangle with an index out of range, as
+        // render() drops it.
+        for (int i : g.indices) indices.push_back(i >= 0 && static_cast<std::size_t>(i) < n ? i + offset : -1);
+        for (std::size_t i = 0; i < n; ++i) {
+            vec<double, 3> const c = g.cube_coords[i] * range;
+            vertices.push_back(vec<float, 3>{{static_cast<float>(c[0]), static_cast<float>(c[1]),
+                                              static_cast<float>(c[2])}});
+        }
+    }
+    std::set<BrickKey> wanted;
+    select_wanted_bricks(indices, vertices, std::numeric_limits<unsigned>::max(), reader, wanted);
+    return wanted;
 }
 
 void Seismic3DRenderer::render()

@@ -112,6 +112,7 @@ public:
     // Per axis, the share of the level-0 brick grid that holds samples:
     // samples / (bricks * (brick size - 2 * border)). (1, 1, 1) without a cube.
     vec<double, 3> valid_data_range() const;
+    static vec<double, 3> valid_data_range(Streamer3DGridReader const& reader);
     GLSLProgram const& get_program() const { return program; }
     std::shared_ptr<GPUCubeMemoryLineHandler> const& get_line_handler() const { return line_handler; }
 
@@ -134,6 +135,12 @@ public:
     // range are passed over.
     static void select_wanted_bricks(std::vector<int> const& indices, std::vector<vec<float, 3>> const& vertices,
                                      unsigned limit, Streamer3DGridReader const& reader, std::set<BrickKey>& wanted);
+
+    // select_wanted_bricks without a limit on the geometry of `config`: the
+    // bricks of every level that a pool must hold to show it all at level 0,
+    // and so what it should be sized for.
+    static std::set<BrickKey> bricks_for_full_resolution(RenderConfig const& config,
+                                                         Streamer3DGridReader const& reader);
 
 private:
     GPUCubeMemoryManager& pool();

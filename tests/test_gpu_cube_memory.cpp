@@ -310,6 +310,51 @@ TEST_F(SmallCube, RoundsFillTheLayoutAndEvictFromTheLeaves)
     EXPECT_TRUE(Probe::used(*pool).empty());
 }
 
+TEST(GpuCubePoolSize, ABudgetBuysTheMostWholeCells)
+{
+    std::uint64_t const cell = GPUCubeMemoryManager::cell_bytes();
+    EXPECT_EQ(cell, 2u * 36 * 36 * 36);
+    // Never less than the reserved cell and one brick.
+    EXPECT_EQ(GPUCubeMemoryManager::pool_slots_for(0, 56), slot(2, 1, 1));
+    EXPECT_EQ(GPUCubeMemoryManager::pool_slots_for(1 << 20, 56), slot(11, 1, 1));
+    // A prime number of cells past the longest axis loses one, not a face.
+    EXPECT_EQ(GPUCubeMemoryManager::pool_slots_for(59 * cell + cell / 2, 56), slot(29, 2, 1));
+    EXPECT_EQ(GPUCubeMemoryManager::pool_slots_for(1000 * cell, 56), slot(50, 20, 1));
+    EXPECT_EQ(GPUCubeMemoryManager::pool_slots_for(std::uint64_t(1) << 50, 56), slot(56, 56, 56));
+}
+
+TEST_F(SmallCube, ResizedPoolStreamsItsCubesAgain)
+{
+    Pool pool;
+    auto handler = (*pool).add(reader, pool.renderer);
+    GPUCubeMemoryDataSource& source = *handler->data_source();
+    auto& wanted = pool.wants[reader.get()];
+    wanted = {root, l1(0), l1(1)};
+    for (unsigned id = 0; id < 7; ++id) wanted.insert(l0(id));
+    Probe::stream_all(*pool, 1000);
+    Probe::stream_all(*pool, 1000);
+    ASSERT_EQ(source.resident().size(), 10u);
+    ASSERT_FALSE(source.loading());
+
+    // Slots of the old pool mean nothing in the new one: all are dropped.
+    (*pool).set_pool_bytes(3 << 20);
+    EXPECT_EQ((*pool).gpu_mem_size(), slot(33 * 36, 36, 36));
+    EXPECT_EQ((*pool).pool_bytes(), 33 * GPUCubeMemoryManager::cell_bytes());
+    EXPECT_EQ((*pool).max_bricks_in_gpu_mem(), 32u);
+    EXPECT_EQ((*pool).freelist_size(), 32u);
+    EXPECT_TRUE(Probe::used(*pool).empty());
+    EXPECT_TRUE(source.resident().empty());
+    EXPECT_TRUE(source.loading());
+    for (auto const& level : source.layout())
+        EXPECT_TRUE(std::all_of(level.begin(), level.end(), [](std::uint32_t e) { return e == 0; }));
+
+    Probe::stream_all(*pool, 1000);
+    EXPECT_EQ(source.resident().size(), 10u);
+    EXPECT_EQ(source.resident().at(root), slot(1, 0, 0));
+    EXPECT_EQ(source.layout()[0][0], entry(10, 0, 0, 0));
+    EXPECT_EQ((*pool).freelist_size(), 22u);
+}
+
 TEST_F(SmallCube, UploadBudgetFollowsTheClock)
 {
     EXPECT_EQ(GPUCubeMemoryManager::upload_budget(5000, 1), 2000);

@@ -1,0 +1,111 @@
+// `tolmar render` and its GPU brick pool: sized for the slice it shows the
+// whole slice at level 0; a budget too small for that draws coarser bricks,
+// says so, and still leaves no hole in the picture.
+
+#include <gtest/gtest.h>
+
+#include <png.h>
+
+#include <string>
+#include <vector>
+
+#include "segy_test_util.h"
+#include "tool_run.h"
+
+namespace {
+
+using tolmar_test::ScratchDir;
+using tolmar_test::tolmar;
+
+// Pixels of the PNG that are not fully opaque: undefined samples, or places
+// where no brick was drawn.
+long transparent_pixels(std::string const& path)
+{
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    if (!png_image_begin_read_from_file(&image, path.c_str())) return -1;
+    image.format = PNG_FORMAT_RGBA;
+    std::vector<unsigned char> rgba(PNG_IMAGE_SIZE(image));
+    if (!png_image_finish_read(&image, nullptr, rgba.data(), 0, nullptr)) return -1;
+    long n = 0;
+    for (std::size_t i = 3; i < rgba.size(); i += 4) n += rgba[i] != 255;
+    return n;
+}
+
+struct Drawn {
+    std::vector<int> perLevel;
+    bool fullResolution = false;
+    int poolBricks = 0, needed = 0;
+    long transparent = -1;
+    std::string err;
+};
+
+// A regular survey whose inlines cover 4 x 7 level-0 bricks (100 crosslines
+// by 200 samples, 32 samples a brick), over four levels. The inline drawn
+// lies far enough inside that the filter of a coarse brick stays within the
+// survey's inlines: the brick file leaves the corners beyond the last
+// crossline and the outer inlines undefined, which shows at the edge.
+class RenderPool : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        dir = new ScratchDir;
+        std::string const segy = dir->path("s.sgy");
+        ASSERT_EQ(tolmar("synth --inlines 40 --crosslines 100 --samples 200 --format ieee " + segy).status, 0);
+        std::string const import =
+            "import " + segy + " --index " + dir->path("s.idx") + " --bricks " + dir->dir() + " --name cube";
+        ASSERT_EQ(tolmar(import).status, 0);
+    }
+    static void TearDownTestSuite() { delete dir; }
+
+    static Drawn render(std::string const& options)
+    {
+        std::string const png = dir->path("inline.png");
+        auto const r = tolmar("render " + dir->path("cube.tmf") + " --inline 1020 --json --force --png " + png + " " +
+                              options);
+        Drawn d;
+        d.err = r.err;
+        CPLJSONObject const o = tolmar_test::json_of(r);
+        for (double n : tolmar_test::numbers(o, "bricks_per_level")) d.perLevel.push_back(static_cast<int>(n));
+        d.fullResolution = o.GetBool("full_resolution", false);
+        d.poolBricks = o.GetInteger("pool_bricks");
+        d.needed = o.GetInteger("bricks_needed");
+        d.transparent = transparent_pixels(png);
+        return d;
+    }
+
+    static ScratchDir* dir;
+};
+ScratchDir* RenderPool::dir = nullptr;
+
+TEST_F(RenderPool, DefaultPoolShowsTheWholeSliceAtLevelZero)
+{
+    Drawn const d = render("");
+    EXPECT_TRUE(d.fullResolution);
+    EXPECT_EQ(d.perLevel, (std::vector<int>{28, 0, 0, 0}));
+    // The slice's level-0 bricks and every coarser one above them.
+    EXPECT_EQ(d.needed, 28 + 8 + 2 + 1);
+    EXPECT_GE(d.poolBricks, d.needed);
+    EXPECT_EQ(d.transparent, 0);
+    EXPECT_EQ(d.err, "");
+}
+
+TEST_F(RenderPool, TinyBudgetDrawsCoarserBricksWithoutHoles)
+{
+    // 1 MiB holds ten bricks: the root, both of level 2 and seven of the
+    // eight of level 1, coarsest first; nothing is left for level 0.
+    Drawn const d = render("--gpu-memory 1");
+    EXPECT_FALSE(d.fullResolution);
+    EXPECT_EQ(d.poolBricks, 10);
+    EXPECT_EQ(d.perLevel, (std::vector<int>{0, 7, 1, 0}));
+    EXPECT_EQ(d.transparent, 0);
+    EXPECT_NE(d.err.find("warning"), std::string::npos) << d.err;
+    EXPECT_NE(d.err.find("needs 39"), std::string::npos) << d.err;
+
+    // Just enough for the slice is enough, and says nothing.
+    Drawn const exact = render("--gpu-memory 4");
+    EXPECT_TRUE(exact.fullResolution);
+    EXPECT_EQ(exact.err, "");
+}
+
+} // namespace
