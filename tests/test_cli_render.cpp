@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <png.h>
-
 #include <string>
 #include <vector>
 
@@ -21,14 +19,10 @@ using tolmar_test::tolmar;
 // where no brick was drawn.
 long transparent_pixels(std::string const& path)
 {
-    png_image image{};
-    image.version = PNG_IMAGE_VERSION;
-    if (!png_image_begin_read_from_file(&image, path.c_str())) return -1;
-    image.format = PNG_FORMAT_RGBA;
-    std::vector<unsigned char> rgba(PNG_IMAGE_SIZE(image));
-    if (!png_image_finish_read(&image, nullptr, rgba.data(), 0, nullptr)) return -1;
+    tolmar_test::Png const png = tolmar_test::read_png(path);
+    if (png.rgba.empty()) return -1;
     long n = 0;
-    for (std::size_t i = 3; i < rgba.size(); i += 4) n += rgba[i] != 255;
+    for (std::size_t i = 3; i < png.rgba.size(); i += 4) n += png.rgba[i] != 255;
     return n;
 }
 

@@ -22,30 +22,6 @@ using tolmar_cli::SynthOptions;
 
 namespace {
 
-struct Png {
-    int width = 0, height = 0;
-    std::vector<unsigned char> rgba;
-    std::array<int, 4> at(int x, int y) const
-    {
-        auto const* p = rgba.data() + (static_cast<std::size_t>(y) * width + x) * 4;
-        return {p[0], p[1], p[2], p[3]};
-    }
-};
-
-Png read_png(std::string const& path)
-{
-    png_image image{};
-    image.version = PNG_IMAGE_VERSION;
-    Png out;
-    if (!png_image_begin_read_from_file(&image, path.c_str())) return out;
-    image.format = PNG_FORMAT_RGBA;
-    out.rgba.resize(PNG_IMAGE_SIZE(image));
-    if (!png_image_finish_read(&image, nullptr, out.rgba.data(), 0, nullptr)) return out;
-    out.width = static_cast<int>(image.width);
-    out.height = static_cast<int>(image.height);
-    return out;
-}
-
 // A small irregular IEEE survey, imported both ways once for all tests.
 class Tool : public ::testing::Test {
 protected:

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <png.h>
+
 #include <cstdio>
 #include <cstring>
 #include <sys/wait.h>
@@ -47,6 +49,20 @@ std::vector<float> read_floats(std::string const& path)
     std::vector<float> v(bytes.size() / 4);
     std::memcpy(v.data(), bytes.data(), v.size() * 4);
     return v;
+}
+
+Png read_png(std::string const& path)
+{
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    Png out;
+    if (!png_image_begin_read_from_file(&image, path.c_str())) return out;
+    image.format = PNG_FORMAT_RGBA;
+    out.rgba.resize(PNG_IMAGE_SIZE(image));
+    if (!png_image_finish_read(&image, nullptr, out.rgba.data(), 0, nullptr)) return out;
+    out.width = static_cast<int>(image.width);
+    out.height = static_cast<int>(image.height);
+    return out;
 }
 
 } // namespace tolmar_test

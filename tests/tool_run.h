@@ -3,6 +3,7 @@
 
 #include <cpl_json.h>
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -24,5 +25,17 @@ std::vector<double> numbers(CPLJSONObject const& o, char const* key);
 
 // A raw file of native float32 values.
 std::vector<float> read_floats(std::string const& path);
+
+// A PNG decoded as RGBA; empty when it cannot be read.
+struct Png {
+    int width = 0, height = 0;
+    std::vector<unsigned char> rgba;
+    std::array<int, 4> at(int x, int y) const
+    {
+        auto const* p = rgba.data() + (static_cast<std::size_t>(y) * width + x) * 4;
+        return {p[0], p[1], p[2], p[3]};
+    }
+};
+Png read_png(std::string const& path);
 
 } // namespace tolmar_test
