@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <limits>
 
-#include "foundation/rescale.h"
 #include "foundation/sample_decode.h"
 #include "platform/mapped_file.h"
 
@@ -36,23 +35,26 @@ bool pick_samples(IndexedSEGYHeader const& header, Pick& p)
     return true;
 }
 
-void decode_picked_samples(unsigned char const* raw, Pick const& p, IndexedSEGYHeader const& header,
-                           std::vector<float>& out)
+void decode_picked_samples(unsigned char const* raw, Pick const& p, IndexedSEGYHeader const& header, float* out)
 {
-    out.resize(p.count);
     if (p.stride == 1) {
-        decode_samples(raw, out.data(), p.count, p.coding, header.littleEndian);
+        decode_samples(raw, out, p.count, p.coding, header.littleEndian);
     } else {
         thread_local std::vector<float> all;
         all.resize(p.n);
         decode_samples(raw, all.data(), p.n, p.coding, header.littleEndian);
         for (std::size_t i = 0; i < p.count; ++i) out[i] = all[i * p.stride];
     }
-    if (header.sTransform) clamp_coded_samples(out.data(), out.size(), p.coding, header.sMin, header.sMax);
+    if (header.sTransform) clamp_coded_samples(out, p.count, p.coding, header.sMin, header.sMax);
     if (header.rescale)
-        for (float& v : out)
-            v = static_cast<float>(rescale_amplitude(v, header.maxAbsAmplitude, header.scale, header.lowValue,
-                                                     header.highValue));
+        rescale_samples(out, p.count, header.maxAbsAmplitude, header.scale, header.lowValue, header.highValue);
+}
+
+void decode_picked_samples(unsigned char const* raw, Pick const& p, IndexedSEGYHeader const& header,
+                           std::vector<float>& out)
+{
+    out.resize(p.count);
+    decode_picked_samples(raw, p, header, out.data());
 }
 
 } // namespace
@@ -84,6 +86,20 @@ bool SEGY3D_read_trace(std::istream& stream, long long offset, IndexedSEGYHeader
 bool SEGY3D_decode_trace(unsigned char const* trace, IndexedSEGYHeader const& header, std::vector<float>& out)
 {
     out.clear();
+    Pick p;
+    if (!pick_samples(header, p)) return false;
+    decode_picked_samples(trace + 240, p, header, out);
+    return true;
+}
+
+std::size_t SEGY3D_trace_samples(IndexedSEGYHeader const& header)
+{
+    Pick p;
+    return pick_samples(header, p) ? p.count : 0;
+}
+
+bool SEGY3D_decode_trace(unsigned char const* trace, IndexedSEGYHeader const& header, float* out)
+{
     Pick p;
     if (!pick_samples(header, p)) return false;
     decode_picked_samples(trace + 240, p, header, out);

@@ -1,6 +1,7 @@
 #pragma once
 // Reads one trace of an indexed SEG-Y file into the cube's storage range.
 
+#include <cstddef>
 #include <istream>
 #include <vector>
 
@@ -22,5 +23,12 @@ bool SEGY3D_read_trace(std::istream& stream, long long offset, IndexedSEGYHeader
 // The same for a trace already in memory: `trace` points at its 240-byte
 // header, followed by all its samples.
 bool SEGY3D_decode_trace(unsigned char const* trace, IndexedSEGYHeader const& header, std::vector<float>& out);
+
+// How many samples the two functions above give for every trace of the
+// record; 0 when its format is unknown.
+std::size_t SEGY3D_trace_samples(IndexedSEGYHeader const& header);
+// SEGY3D_decode_trace into `out`, which holds SEGY3D_trace_samples(header)
+// floats.
+bool SEGY3D_decode_trace(unsigned char const* trace, IndexedSEGYHeader const& header, float* out);
 
 } // namespace Tolmar

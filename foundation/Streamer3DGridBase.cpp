@@ -6,6 +6,9 @@
 #include <cstring>
 #include <limits>
 #include <xxhash.h>
+// For ZSTD_c_literalCompressionMode, which is used only when the library
+// that runs is the release these headers come from.
+#define ZSTD_STATIC_LINKING_ONLY
 #include <zstd.h>
 
 namespace Tolmar {
@@ -18,6 +21,12 @@ namespace {
 // zstd's fast end: bricks are written while a survey is scanned and read
 // while it is drawn, so speed matters more than the last few percent.
 constexpr int kZstdLevel = 1;
+// One-byte elements: their differences are small numbers of which few
+// repeat in runs, so nearly all that zstd saves comes from the entropy coding
+// of its literals, and little from matches. The fastest match search, with
+// the literals still coded, takes well under half the time of level 1 for
+// files a few percent larger.
+constexpr int kZstdByteLevel = -50;
 
 template <class T>
 void put(unsigned char*& p, T v)
@@ -63,9 +72,9 @@ void fill(std::vector<char>& data, double value)
 struct ZstdContexts {
     ZSTD_CCtx* c = nullptr;
     ZSTD_DCtx* d = nullptr;
+    int setFor = 0; // the element size c's parameters were set for; 0 before the first
     std::vector<char> planes;
     std::vector<std::uint64_t> deltas; // 8-byte aligned scratch for the widest element
-    std::vector<char> out;
     ~ZstdContexts()
     {
         ZSTD_freeCCtx(c);
@@ -77,6 +86,24 @@ ZstdContexts& contexts()
 {
     thread_local ZstdContexts z;
     return z;
+}
+
+// The parameters of a brick of elementBytes-byte elements, set only when
+// they change: setting them is cheap, but a context whose parameters stay
+// keeps its tables from brick to brick.
+void set_parameters(ZstdContexts& z, unsigned elementBytes)
+{
+    int const kind = elementBytes == 1 ? 1 : 2;
+    if (z.setFor == kind) return;
+    z.setFor = kind;
+    ZSTD_CCtx_reset(z.c, ZSTD_reset_parameters);
+    static bool const sameRelease = ZSTD_versionNumber() / 100 == ZSTD_VERSION_NUMBER / 100;
+    if (kind == 1 && sameRelease &&
+        !ZSTD_isError(ZSTD_CCtx_setParameter(z.c, ZSTD_c_compressionLevel, kZstdByteLevel)) &&
+        !ZSTD_isError(ZSTD_CCtx_setParameter(z.c, ZSTD_c_literalCompressionMode, ZSTD_ps_enable)))
+        return;
+    ZSTD_CCtx_reset(z.c, ZSTD_reset_parameters);
+    ZSTD_CCtx_setParameter(z.c, ZSTD_c_compressionLevel, kZstdLevel);
 }
 
 } // namespace
@@ -290,6 +317,17 @@ void to_delta_planes(char const* __restrict data, std::size_t n, unsigned row, U
     }
 }
 
+// One-byte elements are their own single plane: one pass.
+void to_delta_plane(char const* __restrict data, std::size_t n, unsigned row, char* __restrict plane)
+{
+    auto const* in = reinterpret_cast<unsigned char const*>(data);
+    auto* out = reinterpret_cast<unsigned char*>(plane);
+    for (std::size_t r = 0; r < n; r += row) {
+        out[r] = in[r];
+        for (unsigned e = 1; e < row; ++e) out[r + e] = static_cast<unsigned char>(in[r + e] - in[r + e - 1]);
+    }
+}
+
 template <class U>
 void from_delta_planes(char const* planes, std::size_t n, unsigned row, char* data)
 {
@@ -307,8 +345,8 @@ void from_delta_planes(char const* planes, std::size_t n, unsigned row, char* da
 
 } // namespace
 
-void Streamer3DGridBase::encode_brick(std::vector<char> const& data, std::vector<char>& stored,
-                                      std::uint8_t& encoding) const
+std::size_t Streamer3DGridBase::encode_brick(std::vector<char> const& data, std::vector<char>& stored,
+                                             std::uint8_t& encoding) const
 {
     auto& z = contexts();
     if (!z.c) z.c = ZSTD_createCCtx();
@@ -317,22 +355,25 @@ void Streamer3DGridBase::encode_brick(std::vector<char> const& data, std::vector
     z.planes.resize(data.size());
     z.deltas.resize((data.size() + 7) / 8);
     switch (size) {
-    case 1: to_delta_planes(data.data(), n, row, reinterpret_cast<std::uint8_t*>(z.deltas.data()), z.planes.data()); break;
+    case 1: to_delta_plane(data.data(), n, row, z.planes.data()); break;
     case 2: to_delta_planes(data.data(), n, row, reinterpret_cast<std::uint16_t*>(z.deltas.data()), z.planes.data()); break;
     case 4: to_delta_planes(data.data(), n, row, reinterpret_cast<std::uint32_t*>(z.deltas.data()), z.planes.data()); break;
     default: to_delta_planes(data.data(), n, row, z.deltas.data(), z.planes.data()); break;
     }
-    // Compressed into the thread's scratch, so that each brick keeps only what it needs.
-    z.out.resize(ZSTD_compressBound(data.size()));
-    std::size_t const r =
-        z.c ? ZSTD_compressCCtx(z.c, z.out.data(), z.out.size(), z.planes.data(), data.size(), kZstdLevel) : 0;
-    if (z.c && !ZSTD_isError(r) && r < data.size()) {
-        stored.assign(z.out.data(), z.out.data() + r);
-        encoding = kZstdDeltaPlanes;
-    } else {
-        stored.assign(data.begin(), data.end());
-        encoding = kRaw;
+    std::size_t const bound = ZSTD_compressBound(data.size());
+    if (stored.size() < bound) stored.resize(bound);
+    std::size_t r = 0;
+    if (z.c) {
+        set_parameters(z, size);
+        r = ZSTD_compress2(z.c, stored.data(), stored.size(), z.planes.data(), data.size());
     }
+    if (z.c && !ZSTD_isError(r) && r < data.size()) {
+        encoding = kZstdDeltaPlanes;
+        return r;
+    }
+    std::memcpy(stored.data(), data.data(), data.size());
+    encoding = kRaw;
+    return data.size();
 }
 
 bool Streamer3DGridBase::decode_brick(char const* stored, std::size_t size, std::uint8_t encoding,

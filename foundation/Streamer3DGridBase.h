@@ -120,8 +120,11 @@ protected:
     static TableEntry decode_entry(unsigned char const* p);
 
     // Compresses a whole brick's data where that saves bytes, else stores
-    // the bytes as they are. Safe from many threads at once.
-    void encode_brick(std::vector<char> const& data, std::vector<char>& stored, std::uint8_t& encoding) const;
+    // the bytes as they are; answers how many of `stored`'s first bytes it
+    // filled. `stored` grows to the compressor's bound when shorter and is
+    // never shrunk, so a buffer kept from brick to brick is allocated once
+    // and nothing is copied. Safe from many threads at once.
+    std::size_t encode_brick(std::vector<char> const& data, std::vector<char>& stored, std::uint8_t& encoding) const;
     // False when the stored bytes do not decode to exactly one brick.
     bool decode_brick(char const* stored, std::size_t size, std::uint8_t encoding, std::vector<char>& data) const;
 

@@ -57,6 +57,9 @@ T load(char const* p)
     return v;
 }
 
+// Bytes written between two starts of the writeback to disk.
+constexpr std::uint64_t kWritebackChunk = std::uint64_t(16) << 20;
+
 // Floor division: positions left of a brick's start belong to the brick before.
 int floor_div(int a, int b) { return a >= 0 ? a / b : -((-a + b - 1) / b); }
 
@@ -104,6 +107,7 @@ bool Streamer3DGridLowLevelWriter::create(std::string const& path, vec<unsigned,
     abandon();
     finished_ = result_ = failed_ = false;
     highestWritten_ = -1;
+    kept_.clear();
     auto fail = [&](std::string const& why) {
         Util::logf("Streamer3DGridLowLevelWriter: cannot create '%s': %s\n", path.c_str(), why.c_str());
         return false;
@@ -121,7 +125,7 @@ bool Streamer3DGridLowLevelWriter::create(std::string const& path, vec<unsigned,
     info.histogram.clear();
     histogram_.clear();
     table_.assign(static_cast<std::size_t>(total_bricks()), TableEntry{});
-    dataStart_ = next_ = data_start();
+    dataStart_ = next_ = writebackFrom_ = data_start();
 
     std::string const temp = path + ".tmp" + std::to_string(::getpid());
     int const fd = ::open(temp.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
@@ -129,11 +133,13 @@ bool Streamer3DGridLowLevelWriter::create(std::string const& path, vec<unsigned,
     fd_ = fd;
     path_ = path;
     temp_ = temp;
+    direct_ = DirectFileWriter::open(temp, dataStart_);
     return true;
 }
 
 void Streamer3DGridLowLevelWriter::abandon()
 {
+    direct_.reset();
     if (fd_ < 0) return;
     ::close(fd_);
     fd_ = -1;
@@ -147,10 +153,9 @@ bool Streamer3DGridLowLevelWriter::write_at(std::uint64_t offset, void const* p,
         ssize_t const w = ::pwrite(fd_, b, n, static_cast<off_t>(offset));
         if (w < 0 && errno == EINTR) continue;
         if (w <= 0) {
-            if (!failed_)
+            if (!failed_.exchange(true))
                 Util::logf("Streamer3DGridLowLevelWriter: writing '%s' failed (%s)\n", temp_.c_str(),
                            std::strerror(errno));
-            failed_ = true;
             return false;
         }
         b += w;
@@ -175,20 +180,58 @@ bool Streamer3DGridLowLevelWriter::read_stored(TableEntry const& e, std::vector<
 
 void Streamer3DGridLowLevelWriter::encode(std::vector<char> const& data, Encoded& e) const
 {
-    encode_brick(data, e.stored, e.encoding);
-    e.checksum = XXH64(e.stored.data(), e.stored.size(), 0);
+    e.size = encode_brick(data, e.stored, e.encoding);
+    e.checksum = XXH64(e.stored.data(), e.size, 0);
 }
 
 void Streamer3DGridLowLevelWriter::store(std::size_t index, Encoded const& encoded)
 {
     TableEntry e;
     e.offset = next_;
-    e.size = static_cast<std::uint32_t>(encoded.stored.size());
+    e.size = static_cast<std::uint32_t>(encoded.size);
     e.encoding = encoded.encoding;
     e.checksum = encoded.checksum;
-    if (!write_at(next_, encoded.stored.data(), encoded.stored.size())) return;
-    next_ += encoded.stored.size();
+    if (direct_) {
+        direct_->append(encoded.stored.data(), encoded.size);
+        next_ += encoded.size;
+        table_[index] = e;
+        return;
+    }
+    if (!write_at(next_, encoded.stored.data(), encoded.size)) return;
+    next_ += encoded.size;
     table_[index] = e;
+#ifdef __linux__
+    // The disk starts on the bricks while the rest are made, so that the
+    // flush in finish() waits only for the last of them.
+    if (next_ - writebackFrom_ >= kWritebackChunk) {
+        ::sync_file_range(fd_, static_cast<off_t>(writebackFrom_), static_cast<off_t>(next_ - writebackFrom_),
+                          SYNC_FILE_RANGE_WRITE);
+        writebackFrom_ = next_;
+    }
+#endif
+}
+
+bool Streamer3DGridLowLevelWriter::accepts(Brick const& b) const
+{
+    if (!contains(b)) {
+        Util::logf("Streamer3DGridLowLevelWriter: '%s': brick (level %u, id %u) lies outside the grid; ignored\n",
+                   path_.c_str(), b.level, b.id);
+        return false;
+    }
+    if (!b.data.empty() && b.data.size() != brickBytes_) {
+        Util::logf("Streamer3DGridLowLevelWriter: '%s': brick (level %u, id %u) holds %zu bytes instead of %zu; "
+                   "ignored\n",
+                   path_.c_str(), b.level, b.id, b.data.size(), brickBytes_);
+        return false;
+    }
+    return true;
+}
+
+void Streamer3DGridLowLevelWriter::keep(Brick const& b)
+{
+    if (static_cast<int>(b.level) != keepLevel_) return;
+    if (b.data.empty()) kept_.erase(b.id);
+    else kept_[b.id] = std::make_shared<std::vector<char> const>(b.data);
 }
 
 void Streamer3DGridLowLevelWriter::add_bricks(std::vector<Brick> const& bricks)
@@ -199,17 +242,7 @@ void Streamer3DGridLowLevelWriter::add_bricks(std::vector<Brick> const& bricks)
     }
     std::vector<Brick const*> accepted;
     for (Brick const& b : bricks) {
-        if (!contains(b)) {
-            Util::logf("Streamer3DGridLowLevelWriter: '%s': brick (level %u, id %u) lies outside the grid; ignored\n",
-                       path_.c_str(), b.level, b.id);
-            continue;
-        }
-        if (!b.data.empty() && b.data.size() != brickBytes_) {
-            Util::logf("Streamer3DGridLowLevelWriter: '%s': brick (level %u, id %u) holds %zu bytes instead of %zu; "
-                       "ignored\n",
-                       path_.c_str(), b.level, b.id, b.data.size(), brickBytes_);
-            continue;
-        }
+        if (!accepts(b)) continue;
         highestWritten_ = std::max(highestWritten_, static_cast<int>(b.level));
         accepted.push_back(&b);
     }
@@ -224,7 +257,30 @@ void Streamer3DGridLowLevelWriter::add_bricks(std::vector<Brick> const& bricks)
         std::size_t const index = table_index(*accepted[i]);
         if (accepted[i]->data.empty()) table_[index] = TableEntry{};
         else store(index, encoded[i]);
+        keep(*accepted[i]);
     }
+    encodeSeconds_ += std::chrono::duration<double>(t1 - t0).count();
+    writeSeconds_ += std::chrono::duration<double>(std::chrono::steady_clock::now() - t1).count();
+}
+
+void Streamer3DGridLowLevelWriter::add_brick(Brick const& brick)
+{
+    if (fd_ < 0) {
+        Util::logc("Streamer3DGridLowLevelWriter: a brick given with no file open; ignored");
+        return;
+    }
+    if (!accepts(brick)) return;
+    // The compressed copy stays with the thread: its buffer is not allocated afresh for every brick.
+    thread_local Encoded encoded;
+    auto const t0 = std::chrono::steady_clock::now();
+    if (!brick.data.empty()) encode(brick.data, encoded);
+    auto const t1 = std::chrono::steady_clock::now();
+    std::lock_guard<std::mutex> lock(addMutex_);
+    highestWritten_ = std::max(highestWritten_, static_cast<int>(brick.level));
+    std::size_t const index = table_index(brick);
+    if (brick.data.empty()) table_[index] = TableEntry{};
+    else store(index, encoded);
+    keep(brick);
     encodeSeconds_ += std::chrono::duration<double>(t1 - t0).count();
     writeSeconds_ += std::chrono::duration<double>(std::chrono::steady_clock::now() - t1).count();
 }
@@ -362,6 +418,13 @@ void Streamer3DGridLowLevelWriter::derive_level(unsigned level)
                             unsigned const id = finerId(x0 + i, y0 + j, z0 + k);
                             if (id == BrickGrid::kNoBrick) continue;
                             std::size_t const slot = static_cast<std::size_t>((k * span + j) * nb.nx + i);
+                            if (static_cast<int>(finer) == keepLevel_) {
+                                auto const kept = kept_.find(id);
+                                if (kept != kept_.end()) {
+                                    nb.bricks[slot] = kept->second;
+                                    continue;
+                                }
+                            }
                             auto const it = cache.find(id);
                             if (it == cache.end()) {
                                 missing.emplace_back(slot, id);
@@ -439,8 +502,17 @@ bool Streamer3DGridLowLevelWriter::finish()
         return result_ = false;
     };
     if (data_start() != dataStart_) return fail("the survey name changed length after create()");
+    if (direct_) {
+        // The finer bricks must be on the disk before they are read back.
+        std::string why;
+        bool const written = direct_->finish(why);
+        direct_.reset();
+        writebackFrom_ = next_;
+        if (!written) return fail("writing '" + temp_ + "' failed (" + why + ")");
+    }
     for (unsigned l = static_cast<unsigned>(std::max(1, highestWritten_ + 1)); l < grid_.num_levels() && !failed_; ++l)
         derive(l);
+    kept_.clear();
 
     std::uint64_t const histogramOffset = next_;
     std::vector<unsigned char> tail(histogram_.size() * 8 + kSumBytes);
@@ -457,6 +529,9 @@ bool Streamer3DGridLowLevelWriter::finish()
 
     if (failed_ || !write_at(histogramOffset, tail.data(), tail.size()) || !write_at(0, head.data(), head.size()))
         return fail("writing '" + temp_ + "' failed");
+    // Direct writes end on a whole block, which may reach past the histogram.
+    if (::ftruncate(fd_, static_cast<off_t>(histogramOffset + tail.size())) != 0)
+        return fail(std::string("truncating '") + temp_ + "' failed (" + std::strerror(errno) + ")");
     // Reach the disk before the rename, so a crash cannot leave a renamed but empty file.
     if (::fsync(fd_) != 0) return fail(std::string("flushing '") + temp_ + "' failed (" + std::strerror(errno) + ")");
     int const fd = fd_;

@@ -12,6 +12,7 @@
 #endif
 
 #include "foundation/ibm_float.h"
+#include "foundation/rescale.h"
 
 namespace Tolmar {
 
@@ -141,6 +142,96 @@ __attribute__((target("avx2"))) void clamp_avx2(float* v, std::size_t n, float l
     }
 }
 
+// The scalar rule, eight lanes at a time. The mapping itself is computed in
+// double as there; its clamps are then applied to the result rounded to
+// float, which gives the same when the limits are floats: rounding keeps
+// order, so a value beyond a limit rounds to at or beyond it, and one within
+// stays within. Only the choice between -1 and 1 near zero needs the double
+// (a positive value too small for a float rounds to 0, which would choose -1).
+// Limits that are not floats, or that leave no room for that choice, take
+// the double clamps.
+__attribute__((target("avx2"))) void rescale_avx2(float* v, std::size_t n, double m, double scale, double low,
+                                                  double high)
+{
+    bool const floatLimits = low <= -1.0 && high >= 1.0 && static_cast<double>(static_cast<float>(low)) == low &&
+                             static_cast<double>(static_cast<float>(high)) == high;
+    std::size_t i = 0;
+    if (floatLimits) {
+        // |v| < 1e-6 as floats: the largest float below 1e-6 and its negative are the bounds.
+        float tiny = static_cast<float>(1e-6);
+        if (static_cast<double>(tiny) >= 1e-6) tiny = std::nextafter(tiny, 0.0f);
+        __m256d const vm = _mm256_set1_pd(m), vs = _mm256_set1_pd(scale), lo = _mm256_set1_pd(low),
+                      zero = _mm256_setzero_pd();
+        __m256 const flo = _mm256_set1_ps(static_cast<float>(low)), fhi = _mm256_set1_ps(static_cast<float>(high)),
+                     one = _mm256_set1_ps(1.0f), minusOne = _mm256_set1_ps(-1.0f), tinyHi = _mm256_set1_ps(tiny),
+                     tinyLo = _mm256_set1_ps(-tiny);
+        for (; i + 8 <= n; i += 8) {
+            __m256 const x = _mm256_loadu_ps(v + i);
+            __m256d const a = _mm256_cvtps_pd(_mm256_castps256_ps128(x)), b = _mm256_cvtps_pd(_mm256_extractf128_ps(x, 1));
+            __m256d const wa = _mm256_add_pd(_mm256_mul_pd(_mm256_add_pd(a, vm), vs), lo);
+            __m256d const wb = _mm256_add_pd(_mm256_mul_pd(_mm256_add_pd(b, vm), vs), lo);
+            // All-ones lanes convert to NaNs with their sign bit, which is what blendv reads.
+            __m256 const notAbove = _mm256_set_m128(_mm256_cvtpd_ps(_mm256_cmp_pd(wb, zero, _CMP_LE_OQ)),
+                                                    _mm256_cvtpd_ps(_mm256_cmp_pd(wa, zero, _CMP_LE_OQ)));
+            __m256 w = _mm256_set_m128(_mm256_cvtpd_ps(wb), _mm256_cvtpd_ps(wa));
+            w = _mm256_max_ps(flo, w); // w < low ? low : w
+            __m256 const near = _mm256_and_ps(_mm256_cmp_ps(w, minusOne, _CMP_GT_OQ), _mm256_cmp_ps(w, one, _CMP_LT_OQ));
+            w = _mm256_blendv_ps(w, _mm256_blendv_ps(one, minusOne, notAbove), near);
+            w = _mm256_min_ps(fhi, w); // w > high ? high : w
+            __m256 const keep = _mm256_and_ps(_mm256_cmp_ps(x, tinyLo, _CMP_GE_OQ), _mm256_cmp_ps(x, tinyHi, _CMP_LE_OQ));
+            _mm256_storeu_ps(v + i, _mm256_blendv_ps(w, x, keep));
+        }
+    }
+    for (; i < n; ++i) v[i] = static_cast<float>(rescale_amplitude(v[i], m, scale, low, high));
+}
+
+__attribute__((target("avx2"))) void add_avx2(float const* v, double* sums, std::size_t n)
+{
+    std::size_t i = 0;
+    for (; i + 8 <= n; i += 8) {
+        __m256d const a = _mm256_cvtps_pd(_mm_loadu_ps(v + i)), b = _mm256_cvtps_pd(_mm_loadu_ps(v + i + 4));
+        _mm256_storeu_pd(sums + i, _mm256_add_pd(_mm256_loadu_pd(sums + i), a));
+        _mm256_storeu_pd(sums + i + 4, _mm256_add_pd(_mm256_loadu_pd(sums + i + 4), b));
+    }
+    for (; i < n; ++i) sums[i] += v[i];
+}
+
+// Eight floats, NaN made 0 and clamped to [lo, hi], truncated to int32.
+__attribute__((target("avx2"))) inline __m256i truncated_avx2(float const* v, __m256 lo, __m256 hi)
+{
+    __m256 x = _mm256_loadu_ps(v);
+    x = _mm256_and_ps(x, _mm256_cmp_ps(x, x, _CMP_ORD_Q));
+    return _mm256_cvttps_epi32(_mm256_min_ps(_mm256_max_ps(x, lo), hi));
+}
+
+// Sixteen int32 (two registers, in order) to sixteen int16; they are in range already.
+__attribute__((target("avx2"))) inline __m256i narrowed_avx2(__m256i a, __m256i b)
+{
+    return _mm256_permute4x64_epi64(_mm256_packs_epi32(a, b), 0xD8);
+}
+
+__attribute__((target("avx2"))) void int8_avx2(float const* v, std::int8_t* out, std::size_t n)
+{
+    __m256 const lo = _mm256_set1_ps(-128.0f), hi = _mm256_set1_ps(127.0f);
+    std::size_t i = 0;
+    for (; i + 16 <= n; i += 16) {
+        __m256i const w = narrowed_avx2(truncated_avx2(v + i, lo, hi), truncated_avx2(v + i + 8, lo, hi));
+        __m128i const b = _mm_packs_epi16(_mm256_castsi256_si128(w), _mm256_extracti128_si256(w, 1));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), b);
+    }
+    for (; i < n; ++i) samples_to_int8(v + i, out + i, 1);
+}
+
+__attribute__((target("avx2"))) void int16_avx2(float const* v, std::int16_t* out, std::size_t n)
+{
+    __m256 const lo = _mm256_set1_ps(-32768.0f), hi = _mm256_set1_ps(32767.0f);
+    std::size_t i = 0;
+    for (; i + 16 <= n; i += 16)
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i),
+                            narrowed_avx2(truncated_avx2(v + i, lo, hi), truncated_avx2(v + i + 8, lo, hi)));
+    for (; i < n; ++i) samples_to_int16(v + i, out + i, 1);
+}
+
 bool has_avx2()
 {
     static bool const has = __builtin_cpu_supports("avx2");
@@ -196,6 +287,67 @@ void clamp_samples(float* values, std::size_t n, float lo, float hi)
         v = v < lo ? lo : v;
         values[i] = v > hi ? hi : v;
     }
+}
+
+namespace {
+
+template <class I>
+void to_integers(float const* values, I* out, std::size_t n)
+{
+    float const lo = static_cast<float>(std::numeric_limits<I>::min());
+    float const hi = static_cast<float>(std::numeric_limits<I>::max());
+    for (std::size_t i = 0; i < n; ++i) {
+        float const v = values[i];
+        float const c = v < lo ? lo : v > hi ? hi : v;
+        out[i] = static_cast<I>(v == v ? c : 0.0f);
+    }
+}
+
+} // namespace
+
+void add_samples(float const* values, double* sums, std::size_t n)
+{
+#ifdef TOLMAR_MINMAX_AVX2
+    if (has_avx2()) {
+        add_avx2(values, sums, n);
+        return;
+    }
+#endif
+    for (std::size_t i = 0; i < n; ++i) sums[i] += values[i];
+}
+
+void samples_to_int8(float const* values, std::int8_t* out, std::size_t n)
+{
+#ifdef TOLMAR_MINMAX_AVX2
+    if (n >= 16 && has_avx2()) {
+        int8_avx2(values, out, n);
+        return;
+    }
+#endif
+    to_integers(values, out, n);
+}
+
+void samples_to_int16(float const* values, std::int16_t* out, std::size_t n)
+{
+#ifdef TOLMAR_MINMAX_AVX2
+    if (n >= 16 && has_avx2()) {
+        int16_avx2(values, out, n);
+        return;
+    }
+#endif
+    to_integers(values, out, n);
+}
+
+void rescale_samples(float* values, std::size_t n, double m, double scale, double low, double high)
+{
+#ifdef TOLMAR_MINMAX_AVX2
+    if (has_avx2()) {
+        rescale_avx2(values, n, m, scale, low, high);
+        return;
+    }
+#endif
+    for (std::size_t i = 0; i < n; ++i)
+        values[i] = static_cast<float>(rescale_amplitude(values[i], m, scale, low, high));
 }
 
 namespace {

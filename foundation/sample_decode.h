@@ -3,6 +3,7 @@
 // reader.
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace Tolmar {
@@ -38,6 +39,17 @@ void update_min_max(float const* values, std::size_t n, float& lo, float& hi);
 
 // Clamps every value into [lo, hi].
 void clamp_samples(float* values, std::size_t n, float lo, float hi);
+
+// rescale_amplitude (foundation/rescale.h) of every value, rounded back to
+// float: exactly what the scalar rule gives, a whole trace at a time.
+void rescale_samples(float* values, std::size_t n, double m, double scale, double low, double high);
+
+// sums[k] += values[k] for every k below n, in double.
+void add_samples(float const* values, double* sums, std::size_t n);
+// Each value truncated towards zero into the integer type, saturating
+// beyond its range; NaN gives 0.
+void samples_to_int8(float const* values, std::int8_t* out, std::size_t n);
+void samples_to_int16(float const* values, std::int16_t* out, std::size_t n);
 
 // The clamp of SEG-Y samples: integer codings clamp to limits first
 // truncated to their own type (saturating), float codings to the limits as

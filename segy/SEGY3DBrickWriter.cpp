@@ -3,14 +3,13 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstdint>
-#include <cstring>
 #include <limits>
 #include <thread>
 
 #include "foundation/Streamer3DGridLowLevelWriter.h"
-#include "foundation/StreamerIndexedSEGY3DReader.h"
 #include "foundation/log.h"
+#include "segy/SEGY3DBrickWriter_parts.h"
+#include "segy/WorkerTeam.h"
 
 namespace Tolmar {
 
@@ -18,75 +17,34 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+// Inlines of a unit's window that one reading task reads, and pair rows one
+// summing task sums: small enough that the cores finish a round together.
+constexpr int kRowsPerTask = 8;
+constexpr int kPairRowsPerTask = 4;
+constexpr int kLocateRowsPerTask = 16;
+// Bands of inlines a unit's traces are read in.
+constexpr unsigned kBands = 2;
+
 double since(Clock::time_point t0) { return std::chrono::duration<double>(Clock::now() - t0).count(); }
 
-// Truncation towards zero into T; values beyond T's range saturate instead
-// of overflowing, NaN gives 0. Up to 32 bits the limits are exact doubles and
-// the clamp is branch-free, so the copies vectorise.
-template <class T>
-T element_from(double v)
+void add_seconds(std::atomic<double>& total, double s)
 {
-    if constexpr (std::is_floating_point_v<T>) {
-        return static_cast<T>(v);
-    } else if constexpr (sizeof(T) <= 4) {
-        double const lo = static_cast<double>(std::numeric_limits<T>::min());
-        double const hi = static_cast<double>(std::numeric_limits<T>::max());
-        return static_cast<T>(v == v ? std::min(std::max(v, lo), hi) : 0.0);
-    } else {
-        if (!(v == v)) return T(0);
-        if (v <= static_cast<double>(std::numeric_limits<T>::min())) return std::numeric_limits<T>::min();
-        if (v >= static_cast<double>(std::numeric_limits<T>::max())) return std::numeric_limits<T>::max();
-        return static_cast<T>(v);
+    double v = total.load();
+    while (!total.compare_exchange_weak(v, v + s)) {
     }
-}
-
-// Adds v[from + k] to sum[k] for every k of sum, where indices before the
-// trace or past its end repeat its first or last sample.
-void add_clamped(std::vector<float> const& v, long long from, std::vector<double>& sum)
-{
-    long long const n = static_cast<long long>(sum.size()), last = static_cast<long long>(v.size()) - 1;
-    long long k = 0;
-    for (; k < n && from + k < 0; ++k) sum[static_cast<std::size_t>(k)] += v.front();
-    long long const inside = std::min(n, last - from + 1);
-    if (k < inside) {
-        double* __restrict s = sum.data() + k;
-        float const* __restrict p = v.data() + (from + k);
-        for (long long j = 0; j < inside - k; ++j) s[j] += p[j];
-        k = inside;
-    }
-    for (; k < n; ++k) sum[static_cast<std::size_t>(k)] += v.back();
-}
-
-// Writes v[from + k] as T to out[k] for k below n, where indices before the
-// trace or past its end repeat its first or last sample.
-template <class T>
-void copy_clamped(std::vector<float> const& v, long long from, T* out, long long n)
-{
-    long long const last = static_cast<long long>(v.size()) - 1;
-    long long k = 0;
-    for (; k < n && from + k < 0; ++k) out[k] = element_from<T>(v.front());
-    long long const inside = std::min(n, last - from + 1);
-    if (k < inside) {
-        float const* __restrict p = v.data() + (from + k);
-        T* __restrict o = out + k;
-        for (long long m = 0; m < inside - k; ++m) o[m] = element_from<T>(p[m]);
-        k = inside;
-    }
-    for (; k < n; ++k) out[k] = element_from<T>(v.back());
 }
 
 } // namespace
 
 void SEGY3DBrickWriter::set(int dataType, vec<unsigned, 3> const& totalSize, vec<int, 3> const& inlRange,
-                            vec<int, 3> const& crlRange, vec<double, 2> const& zRange, int brickSize, int borderSize,
-                            double undefValue, std::shared_ptr<StreamerIndexedSEGY3DReader> traceReader,
+                            vec<int, 3> const& crlRange, int brickSize, int borderSize, double undefValue,
+                            std::shared_ptr<TraceWindowReader> traceReader,
                             std::shared_ptr<Streamer3DGridLowLevelWriter> brickWriter)
 {
     data_type = dataType;
     total_size_ = totalSize;
     inl_rng_ = inlRange;
     crl_rng_ = crlRange;
-    z_rng_ = zRange;
     brick_size = brickSize;
     border = borderSize;
     undef = undefValue;
@@ -94,7 +52,7 @@ void SEGY3DBrickWriter::set(int dataType, vec<unsigned, 3> const& totalSize, vec
     writer = std::move(brickWriter);
 }
 
-void SEGY3DBrickWriter::run()
+bool SEGY3DBrickWriter::run()
 {
     Util::logc("SEGY3DBrickWriter::run()");
     Util::logf(" total_size_ = %d %d %d\n", total_size_[0], total_size_[1], total_size_[2]);
@@ -103,12 +61,12 @@ void SEGY3DBrickWriter::run()
     timings_ = Timings{};
     if (!reader || !writer || brick_size <= 2 * border || border < 0 || inl_rng_[2] < 1 || crl_rng_[2] < 1) {
         Util::logc("SEGY3DBrickWriter: nothing to do");
-        return;
+        return true;
     }
     grid_ = BrickGrid(total_size_, static_cast<unsigned>(brick_size), static_cast<unsigned>(border));
     if (!grid_.valid()) {
         Util::logc("SEGY3DBrickWriter: nothing to do");
-        return;
+        return true;
     }
     Brick undefined;
     writer->fill_brick_data_with_undef_values(undefined);
@@ -130,299 +88,259 @@ void SEGY3DBrickWriter::run()
     Util::logf(" num_active_levels_hint = %d\n", h);
 
     std::vector<WorkUnit> units;
-    plan_work(units, h, counts);
-    int const extension = (1 << (std::min(levels, h) - 1)) * border;
-
-    std::vector<TraceKey> keys, nextKeys;
-    std::vector<Trace> traces;
-    std::vector<Brick> bricks;
-    std::map<std::pair<int, int>, int> lookup;
+    plan_work(units, h);
     std::size_t const n = units.size();
-    for (std::size_t i = 0; i < n; ++i) {
-        WorkUnit const& unit = units[i];
+    double const encodedBefore = writer->encode_seconds(), writtenBefore = writer->write_seconds();
+    std::atomic<double> reading{0.0}, filling{0.0};
+
+    // Each level-l element averages 2^l samples of 2^l x 2^l traces: the
+    // coarser levels are summed from pairs of samples of 2 x 2 traces, which
+    // reach as far before the first sample as their coarsest bricks do.
+    Pairs pairs;
+    if (h > 1) {
+        long long const core = brick_size - 2 * border, S = 1LL << (h - 1);
+        pairs.mFrom = -border * S / 2;
+        long long end = 0;
+        for (int l = 1; l < h; ++l) {
+            long long const t = 1LL << (l - 1), elements = (counts[static_cast<std::size_t>(l)][0] - 1LL) * core + brick_size;
+            end = std::max(end, t * (elements - border));
+        }
+        pairs.mCount = end - pairs.mFrom;
+    }
+
+    // A unit's traces are read a band of inlines at a time: the level-0
+    // columns of a band need only its lines, and the coarser columns only the
+    // pairs. A band's samples are the largest block of memory the pass
+    // touches, and the first touch of fresh memory is dear. Each round of the
+    // team runs tasks that need the same things done: the columns and pairs
+    // of a band; the reading of the next band; the coarser columns of a unit
+    // beside the reading of the next unit's first band. The largest tasks go
+    // first in a round, so that the cores finish it together.
+    Loaded located[2]; // this unit and the next
+    TraceBand band;
+    auto const read = [&](Loaded const& l, std::size_t task) {
+        auto const t0 = Clock::now();
+        int const from = band.row0 + static_cast<int>(task) * kRowsPerTask;
+        reader->read_rows(band, l.traces, from, std::min(from + kRowsPerTask, band.row0 + band.rows));
+        add_seconds(reading, since(t0));
+    };
+    auto const readTasks = [&] { return static_cast<std::size_t>((band.rows + kRowsPerTask - 1) / kRowsPerTask); };
+    auto const locate = [&](Loaded& l, std::size_t task) {
+        int const from = static_cast<int>(task) * kLocateRowsPerTask;
+        reader->locate_rows(l.traces, from, from + kLocateRowsPerTask);
+    };
+    auto const locateTasks = [&](Loaded const& l) {
+        return static_cast<std::size_t>((l.traces.inlines + kLocateRowsPerTask - 1) / kLocateRowsPerTask);
+    };
+    auto const fill = [&](Column const& column, Loaded const& l) {
+        double fillSeconds = 0.0;
+        fill_column(column, l, band, pairs, fillSeconds);
+        add_seconds(filling, fillSeconds);
+    };
+    // The coarsest level of the pass is what finish() derives the next from.
+    writer->keep_level(static_cast<unsigned>(h - 1));
+    WorkerTeam team(std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, 8));
+    bool held = true;
+    if (n > 0) {
+        shape(units[0], located[0]);
+        team.run(locateTasks(located[0]), [&](std::size_t task) { locate(located[0], task); });
+        place_traces(units[0], located[0]);
+        held = hold_band(units[0], located[0], 0, band);
+        if (held) team.run(readTasks(), [&](std::size_t task) { read(located[0], task); });
+    }
+    for (std::size_t i = 0; i < n && held; ++i) {
         Util::logf("SEGY3DBrickWriter: work unit %zu/%zu(%f)\n", i, n, static_cast<double>(i) / static_cast<double>(n));
-        if (i == 0) {
-            assemble_trace_key_list(keys, unit.inl, unit.crl);
-            Util::logf("SEGY3DBrickWriter: requesting %zu traces\n", keys.size());
-            reader->request_traces(keys);
-        } else {
-            keys.swap(nextKeys); // requested while the previous unit was filled
+        WorkUnit const& unit = units[i];
+        Loaded& current = located[i % 2];
+        Loaded& next = located[(i + 1) % 2];
+        if (!unit.coarse.empty()) {
+            pairs.inl0 = unit.inl0;
+            pairs.crl0 = unit.crl0;
+            pairs.side = unit.side / 2;
+            std::size_t const n2 = static_cast<std::size_t>(pairs.side) * static_cast<std::size_t>(pairs.side);
+            pairs.counts.resize(n2);
+            pairs.sums.resize(n2 * static_cast<std::size_t>(pairs.mCount));
         }
-
-        // The bricks' buffers pass from unit to unit: fresh ones would cost a
-        // page fault for every 4 KB of them.
-        bricks.resize(unit.keys.size());
-        for (std::size_t b = 0; b < bricks.size(); ++b) static_cast<BrickKey&>(bricks[b]) = unit.keys[b];
-
-        nextKeys.clear();
-        if (i + 1 < n) assemble_trace_key_list(nextKeys, units[i + 1].inl, units[i + 1].crl);
-        Util::logc("SEGY3DBrickWriter: get_traces_blocking");
-        auto t0 = Clock::now();
-        reader->get_traces_blocking(keys, traces);
-        timings_.reading += since(t0);
-        if (!nextKeys.empty()) {
-            Util::logf("SEGY3DBrickWriter: requesting %zu traces\n", nextKeys.size());
-            reader->request_traces(nextKeys);
+        std::size_t const bands = unit.bands.size();
+        for (std::size_t b = 0; b < bands && held; ++b) {
+            if (b > 0) {
+                held = hold_band(unit, current, static_cast<int>(b), band);
+                if (!held) break;
+                team.run(readTasks(), [&](std::size_t task) { read(current, task); });
+            }
+            // The last band's round also looks up where the next unit's traces are.
+            std::vector<Column> const& fine = unit.bands[b].fine;
+            auto const [firstPair, lastPair] = unit.bands[b].pairRows;
+            std::size_t const pairTasks =
+                unit.coarse.empty() ? 0 : static_cast<std::size_t>((lastPair - firstPair + kPairRowsPerTask - 1) / kPairRowsPerTask);
+            std::size_t nextTasks = 0;
+            if (b + 1 == bands && i + 1 < n) {
+                shape(units[i + 1], next);
+                nextTasks = locateTasks(next);
+            }
+            team.run(fine.size() + pairTasks + nextTasks, [&](std::size_t task) {
+                if (task < fine.size()) return fill(fine[task], current);
+                task -= fine.size();
+                if (task < pairTasks) {
+                    auto const t0 = Clock::now();
+                    int const first = firstPair + static_cast<int>(task) * kPairRowsPerTask;
+                    sum_pairs(current, band, pairs, first, std::min(lastPair, first + kPairRowsPerTask));
+                    add_seconds(filling, since(t0));
+                    return;
+                }
+                locate(next, task - pairTasks);
+            });
         }
-
-        t0 = Clock::now();
-        lookup.clear();
-        assemble_inl_crl_pair_to_tracenum(lookup, traces, extension);
-        Util::logc("SEGY3DBrickWriter: fill");
-        fill_all(bricks, traces, lookup);
-        timings_.filling += since(t0);
-
-        Util::logc("SEGY3DBrickWriter: add_bricks");
-        double const encodedBefore = writer->encode_seconds(), writtenBefore = writer->write_seconds();
-        writer->add_bricks(bricks);
-        timings_.compressing += writer->encode_seconds() - encodedBefore;
-        timings_.writing += writer->write_seconds() - writtenBefore;
+        if (!held) break;
+        std::size_t chunks = 0;
+        if (i + 1 < n) {
+            place_traces(units[i + 1], next);
+            held = hold_band(units[i + 1], next, 0, band);
+            if (held) chunks = readTasks();
+        }
+        team.run(unit.coarse.size() + chunks, [&](std::size_t task) {
+            if (task < unit.coarse.size()) return fill(unit.coarse[task], current);
+            read(next, task - unit.coarse.size());
+        });
         if (progress_) progress_(static_cast<double>(i + 1) / static_cast<double>(n));
     }
-    Util::logc("SEGY3DBrickWriter: done");
+    timings_.reading = reading.load();
+    timings_.filling = filling.load();
+    timings_.compressing = writer->encode_seconds() - encodedBefore;
+    timings_.writing = writer->write_seconds() - writtenBefore;
+    Util::logc(held ? "SEGY3DBrickWriter: done" : "SEGY3DBrickWriter: out of memory");
+    return held;
 }
 
-void SEGY3DBrickWriter::plan_work(std::vector<WorkUnit>& units, int numLevels,
-                                  std::vector<vec<unsigned, 3>> const& levelCounts) const
+void SEGY3DBrickWriter::plan_work(std::vector<WorkUnit>& units, int numLevels) const
 {
+    auto const& levelCounts = grid_.level_counts();
     int const active = std::min(numLevels, static_cast<int>(levelCounts.size()));
     unsigned const S = 1u << (numLevels - 1);
     Util::logf(" level_0_brick_step = %u\n", S);
     int const core = brick_size - 2 * border;
-    long long const g = static_cast<long long>(border) * S;
-
-    // The survey's lines (start + step * index) nearest the wanted window, within the survey.
-    auto const lines = [&](vec<int, 3> const& rng, unsigned b) {
-        long long const count = (static_cast<long long>(rng[1]) - rng[0]) / rng[2];
-        long long const lo = std::clamp<long long>(static_cast<long long>(b) * core - g, 0, count);
-        long long const hi = std::clamp<long long>((static_cast<long long>(b) + S) * core + g, 0, count);
-        return vec<int, 3>{{static_cast<int>(rng[0] + rng[2] * lo), static_cast<int>(rng[0] + rng[2] * hi), rng[2]}};
-    };
+    // Every brick of a unit, at every level, lies within the unit's core and
+    // the border of its coarsest bricks.
+    int const g = border * static_cast<int>(S);
+    unsigned const bands = std::min(kBands, S), perBand = S / bands;
 
     for (unsigned bi = 0; bi < levelCounts[0][2]; bi += S)
         for (unsigned bj = 0; bj < levelCounts[0][1]; bj += S) {
             WorkUnit unit;
-            unit.inl = lines(inl_rng_, bi);
-            unit.crl = lines(crl_rng_, bj);
-            for (int l = 0; l < active; ++l) {
+            unit.inl0 = static_cast<int>(bi) * core - g;
+            unit.crl0 = static_cast<int>(bj) * core - g;
+            unit.side = static_cast<int>(S) * core + 2 * g;
+            unit.bands.resize(bands);
+            int const pairRows = active > 1 ? unit.side / 2 : 0;
+            for (unsigned b = 0; b < bands; ++b) {
+                Band& band = unit.bands[b];
+                // The level-0 bricks of the band's inline positions, and its share of the pair rows.
+                int const k0 = static_cast<int>(b * perBand), k1 = static_cast<int>((b + 1) * perBand);
+                band.lines = {k0 * core + g - border, k1 * core + g + border};
+                band.pairRows = {pairRows * static_cast<int>(b) / static_cast<int>(bands),
+                                 pairRows * static_cast<int>(b + 1) / static_cast<int>(bands)};
+                if (band.pairRows.second > band.pairRows.first)
+                    band.lines = {std::min(band.lines.first, 2 * band.pairRows.first),
+                                  std::max(band.lines.second, 2 * band.pairRows.second)};
+            }
+            for (int l = active - 1; l >= 0; --l) {
                 unsigned const s = 1u << l, c = S / s;
                 auto const& cnt = levelCounts[static_cast<std::size_t>(l)];
                 for (unsigned i = 0; i < c && bi / s + i < cnt[2]; ++i)
-                    for (unsigned j = 0; j < c && bj / s + j < cnt[1]; ++j)
-                        for (unsigned k = 0; k < cnt[0]; ++k)
-                            unit.keys.emplace_back(static_cast<unsigned>(l),
-                                                   grid_.pos2id(k, bj / s + j, bi / s + i, static_cast<unsigned>(l)));
+                    for (unsigned j = 0; j < c && bj / s + j < cnt[1]; ++j) {
+                        Column const column{static_cast<unsigned>(l), bj / s + j, bi / s + i};
+                        if (l == 0) unit.bands[i / perBand].fine.push_back(column);
+                        else unit.coarse.push_back(column);
+                    }
             }
             units.push_back(std::move(unit));
         }
 }
 
-void SEGY3DBrickWriter::assemble_trace_key_list(std::vector<TraceKey>& keys, vec<int, 3> const& inl,
-                                                vec<int, 3> const& crl) const
+// The survey's lines within the unit's window and one line past it, as the
+// pass has always read them (the edge rules below can reach back from it).
+void SEGY3DBrickWriter::shape(WorkUnit const& unit, Loaded& loaded) const
 {
-    keys.clear();
-    if (inl[2] < 1 || crl[2] < 1) return;
-    for (long long i = inl[0]; i <= inl[1]; i += inl[2])
-        for (long long c = crl[0]; c <= crl[1]; c += crl[2])
-            if (reader->trace_exist(static_cast<int>(i), static_cast<int>(c)))
-                keys.push_back(TraceKey{static_cast<int>(i), static_cast<int>(c)});
+    auto const lines = [](vec<int, 3> const& rng, int first, int side) {
+        long long const last = (static_cast<long long>(rng[1]) - rng[0]) / rng[2];
+        long long const lo = std::clamp<long long>(first, 0, last);
+        long long const hi = std::clamp<long long>(static_cast<long long>(first) + side, 0, last);
+        return std::make_pair(static_cast<int>(lo), static_cast<int>(hi - lo + 1));
+    };
+    auto const [inl0, inlines] = lines(inl_rng_, unit.inl0, unit.side);
+    auto const [crl0, crosslines] = lines(crl_rng_, unit.crl0, unit.side);
+    reader->shape(loaded.traces, inl0, inlines, crl0, crosslines);
+}
+
+// The traces a band's lines take, edge copies included, as a range of the
+// window's inlines; false without memory for them.
+bool SEGY3DBrickWriter::hold_band(WorkUnit const& unit, Loaded const& loaded, int b, TraceBand& band) const
+{
+    auto const [lo, hi] = unit.bands[static_cast<std::size_t>(b)].lines;
+    int first = std::numeric_limits<int>::max(), last = -1;
+    int const crosslines = std::max(1, loaded.traces.crosslines);
+    std::size_t const side = static_cast<std::size_t>(loaded.side);
+    for (int p = std::max(0, lo); p < std::min(hi, loaded.side); ++p)
+        for (std::size_t q = 0; q < side; ++q) {
+            int const t = loaded.slots[static_cast<std::size_t>(p) * side + q];
+            if (t < 0) continue;
+            first = std::min(first, t / crosslines);
+            last = std::max(last, t / crosslines);
+        }
+    if (last < 0) first = last = 0; // no trace: an empty band
+    else ++last;
+    return reader->hold(band, loaded.traces, first, last - first);
 }
 
 // Edge traces are repeated outwards, so that a brick border beyond the survey
-// sees the edge. The rows that test a crossline against the last inline are
-// kept as they were designed: the outer corners at the last crossline are
-// extended only when those two numbers coincide.
-void SEGY3DBrickWriter::assemble_inl_crl_pair_to_tracenum(std::map<std::pair<int, int>, int>& lookup,
-                                                          std::vector<Trace> const& traces, int extension) const
+// sees the edge. The first trace to claim a line keeps it. Traces count as
+// there when the index has them; one that then cannot be read leaves its
+// lines empty. The rules that test
+// a crossline against the last inline are kept as they were designed: the
+// outer corners at the last crossline are extended only when those two numbers
+// coincide.
+void SEGY3DBrickWriter::place_traces(WorkUnit const& unit, Loaded& loaded) const
 {
-    int const i = inl_rng_[2], c = crl_rng_[2];
+    TraceWindow const& w = loaded.traces;
+    int const side = unit.side;
+    loaded.inl0 = unit.inl0;
+    loaded.crl0 = unit.crl0;
+    loaded.side = side;
+    loaded.slots.assign(static_cast<std::size_t>(side) * static_cast<std::size_t>(side), -1);
+    // As far as the border of the unit's coarsest bricks reaches: a unit is
+    // as wide as those bricks, whose level-0 step is side / brick_size.
+    long long const g = static_cast<long long>(border) * (side / brick_size);
     int const firstInl = inl_rng_[0], lastInl = inl_rng_[1], firstCrl = crl_rng_[0], lastCrl = crl_rng_[1];
-    for (std::size_t t = 0; t < traces.size(); ++t) {
-        int const a = traces[t].inl, b = traces[t].crl, n = static_cast<int>(t);
-        auto const put = [&](long long inl, long long crl) {
-            if (inl < std::numeric_limits<int>::min() || inl > std::numeric_limits<int>::max() ||
-                crl < std::numeric_limits<int>::min() || crl > std::numeric_limits<int>::max())
-                return;
-            lookup.emplace(std::make_pair(static_cast<int>(inl), static_cast<int>(crl)), n); // never overwrites
-        };
-        put(a, b);
-        for (long long d = 1; d <= extension; ++d)
-            for (long long f = 1; f <= extension; ++f) {
-                long long const di = i * d, dc = c * d, fc = c * f;
-                if (a == firstInl) put(a - di, b);
-                if (a == firstInl && b == firstCrl) put(a - di, b - fc);
-                if (a == lastInl) put(a + di, b);
-                if (a == lastInl && b == firstCrl) put(a + di, b - fc);
-                if (b == firstCrl) put(a, b - dc);
-                if (b == firstCrl && b == lastInl) put(a - di, b + fc);
-                if (b == lastCrl) put(a, b + dc);
-                if (b == lastCrl && b == lastInl) put(a + di, b + fc);
-            }
-    }
-}
-
-// The trace index of every (inline, crossline) of a brick column's window at
-// its level, -1 where there is none.
-void SEGY3DBrickWriter::window_of(unsigned level, vec<unsigned, 3> const& pos,
-                                  std::map<std::pair<int, int>, int> const& lookup, std::vector<int>& window) const
-{
-    long long const s = 1LL << level, core = brick_size - 2 * border, side = brick_size * s;
-    long long const i0 = (pos[2] * core - border) * s, j0 = (pos[1] * core - border) * s;
-    window.assign(static_cast<std::size_t>(side * side), -1);
-    for (long long di = 0; di < side; ++di)
-        for (long long dj = 0; dj < side; ++dj) {
-            long long const inl = inl_rng_[0] + inl_rng_[2] * (i0 + di);
-            long long const crl = crl_rng_[0] + crl_rng_[2] * (j0 + dj);
-            if (inl < std::numeric_limits<int>::min() || inl > std::numeric_limits<int>::max() ||
-                crl < std::numeric_limits<int>::min() || crl > std::numeric_limits<int>::max())
-                continue;
-            auto const it = lookup.find({static_cast<int>(inl), static_cast<int>(crl)});
-            if (it != lookup.end()) window[static_cast<std::size_t>(di * side + dj)] = it->second;
+    for (int i = 0; i < w.inlines; ++i)
+        for (int j = 0; j < w.crosslines; ++j) {
+            std::size_t const t = static_cast<std::size_t>(i) * static_cast<std::size_t>(w.crosslines) +
+                                  static_cast<std::size_t>(j);
+            if (w.offsets[t] < 0) continue;
+            long long const a = w.inl0 + i, b = w.crl0 + j; // line indices
+            long long const inl = inl_rng_[0] + static_cast<long long>(inl_rng_[2]) * a;
+            long long const crl = crl_rng_[0] + static_cast<long long>(crl_rng_[2]) * b;
+            auto const put = [&](long long p, long long q) {
+                p -= unit.inl0;
+                q -= unit.crl0;
+                if (p < 0 || q < 0 || p >= side || q >= side) return;
+                int& slot = loaded.slots[static_cast<std::size_t>(p * side + q)];
+                if (slot < 0) slot = static_cast<int>(t);
+            };
+            put(a, b);
+            if (inl != firstInl && inl != lastInl && crl != firstCrl && crl != lastCrl) continue;
+            for (long long d = 1; d <= g; ++d)
+                for (long long f = 1; f <= g; ++f) {
+                    if (inl == firstInl) put(a - d, b);
+                    if (inl == firstInl && crl == firstCrl) put(a - d, b - f);
+                    if (inl == lastInl) put(a + d, b);
+                    if (inl == lastInl && crl == firstCrl) put(a + d, b - f);
+                    if (crl == firstCrl) put(a, b - d);
+                    if (crl == firstCrl && crl == lastInl) put(a - d, b + f);
+                    if (crl == lastCrl) put(a, b + d);
+                    if (crl == lastCrl && crl == lastInl) put(a + d, b + f);
+                }
         }
 }
 
-// A column's bricks share their traces and differ only in the samples they
-// take, so each trace is walked once, front to back, for all of them: walking
-// it brick by brick costs a cache miss for every few samples.
-template <class T>
-void SEGY3DBrickWriter::fill_typed(Brick* const* column, std::size_t count, std::vector<Trace> const& traces,
-                                   std::map<std::pair<int, int>, int> const& lookup) const
-{
-    unsigned const level = column[0]->level;
-    vec<unsigned, 3> const pos = grid_.id2pos(*column[0]);
-    thread_local std::vector<int> window;
-    window_of(level, pos, lookup, window);
-    long long const bs = brick_size, s = 1LL << level, core = brick_size - 2 * border, side = bs * s;
-    thread_local std::vector<long long> k0; // each brick's first sample
-    thread_local std::vector<T*> out;
-    k0.resize(count);
-    out.resize(count);
-    for (std::size_t b = 0; b < count; ++b) {
-        k0[b] = (grid_.id2pos(*column[b])[0] * core - border) * s;
-        out[b] = reinterpret_cast<T*>(column[b]->data.data());
-    }
-    auto const trace = [&](long long di, long long dj) -> std::vector<float> const* {
-        int const t = window[static_cast<std::size_t>(di * side + dj)];
-        if (t < 0 || traces[static_cast<std::size_t>(t)].samples.empty()) return nullptr;
-        return &traces[static_cast<std::size_t>(t)].samples;
-    };
-    T u; // the undefined value, for what no trace reaches
-    std::memcpy(&u, undef_brick_.data(), sizeof u);
-    auto const undefined = [&](long long i, long long j) {
-        for (std::size_t b = 0; b < count; ++b) std::fill_n(out[b] + (i * bs + j) * bs, bs, u);
-    };
-    bool any = false;
-
-    if (level == 0) {
-        for (long long i = 0; i < bs; ++i)
-            for (long long j = 0; j < bs; ++j) {
-                std::vector<float> const* v = trace(i, j);
-                if (!v) {
-                    undefined(i, j);
-                    continue;
-                }
-                for (std::size_t b = 0; b < count; ++b) copy_clamped(*v, k0[b], out[b] + (i * bs + j) * bs, bs);
-                any = true;
-            }
-    } else {
-        // Each element averages s x s traces over s samples. The traces under
-        // an element are summed sample by sample over the column's whole
-        // range first; each brick then takes its part in runs of s.
-        auto const [lo, hi] = std::minmax_element(k0.begin(), k0.end());
-        long long const from = *lo;
-        thread_local std::vector<double> colsum;
-        colsum.resize(static_cast<std::size_t>(*hi - from + bs * s));
-        for (long long ci = 0; ci < bs; ++ci)
-            for (long long cj = 0; cj < bs; ++cj) {
-                std::fill(colsum.begin(), colsum.end(), 0.0);
-                int traced = 0;
-                for (long long di = ci * s; di < (ci + 1) * s; ++di)
-                    for (long long dj = cj * s; dj < (cj + 1) * s; ++dj)
-                        if (std::vector<float> const* v = trace(di, dj)) {
-                            add_clamped(*v, from, colsum);
-                            ++traced;
-                        }
-                if (traced == 0) {
-                    undefined(ci, cj);
-                    continue;
-                }
-                double const n = static_cast<double>(traced) * static_cast<double>(s);
-                for (std::size_t b = 0; b < count; ++b) {
-                    double const* c = colsum.data() + (k0[b] - from);
-                    T* e = out[b] + (ci * bs + cj) * bs;
-                    for (long long kk = 0; kk < bs; ++kk) {
-                        double sum = 0.0;
-                        for (long long q = 0; q < s; ++q) sum += c[kk * s + q];
-                        e[kk] = element_from<T>(sum / n);
-                    }
-                }
-                any = true;
-            }
-    }
-    if (!any) // no trace reaches them: undefined
-        for (std::size_t b = 0; b < count; ++b) column[b]->data.clear();
-}
-
-void SEGY3DBrickWriter::fill_brick(Brick& brick, std::vector<Trace> const& traces,
-                                   std::map<std::pair<int, int>, int> const& lookup)
-{
-    Brick* const one = &brick;
-    brick.data.resize(undef_brick_.size());
-    fill_column(&one, 1, traces, lookup);
-}
-
-void SEGY3DBrickWriter::fill_column(Brick* const* column, std::size_t count, std::vector<Trace> const& traces,
-                                    std::map<std::pair<int, int>, int> const& lookup) const
-{
-    switch (data_type) {
-    case 1:
-    case 2: fill_typed<std::int8_t>(column, count, traces, lookup); break;
-    case 3:
-    case 4: fill_typed<std::int16_t>(column, count, traces, lookup); break;
-    case 5: fill_typed<std::int32_t>(column, count, traces, lookup); break;
-    case 6: fill_typed<std::uint32_t>(column, count, traces, lookup); break;
-    case 7: fill_typed<std::int64_t>(column, count, traces, lookup); break;
-    case 8: fill_typed<std::uint64_t>(column, count, traces, lookup); break;
-    case 9: fill_typed<float>(column, count, traces, lookup); break;
-    case 10: fill_typed<double>(column, count, traces, lookup); break;
-    default: // bits and unknown types are left undefined
-        for (std::size_t b = 0; b < count; ++b) column[b]->data = undef_brick_;
-        break;
-    }
-}
-
-void SEGY3DBrickWriter::fill_all(std::vector<Brick>& bricks, std::vector<Trace> const& traces,
-                                 std::map<std::pair<int, int>, int> const& lookup) const
-{
-    // The work is split into columns: runs of bricks of one level with the
-    // same inline and crossline position.
-    std::vector<Brick*> order(bricks.size());
-    std::vector<std::pair<std::size_t, std::size_t>> columns; // first, count
-    for (std::size_t b = 0; b < bricks.size(); ++b) {
-        order[b] = &bricks[b];
-        vec<unsigned, 3> const p = grid_.id2pos(bricks[b]);
-        if (b > 0) {
-            vec<unsigned, 3> const q = grid_.id2pos(bricks[b - 1]);
-            if (bricks[b].level == bricks[b - 1].level && p[1] == q[1] && p[2] == q[2]) {
-                ++columns.back().second;
-                continue;
-            }
-        }
-        columns.emplace_back(b, 1);
-    }
-    std::atomic<std::size_t> next{0};
-    auto const work = [&] {
-        for (std::size_t c; (c = next.fetch_add(1)) < columns.size();) {
-            auto const [first, count] = columns[c];
-            for (std::size_t b = first; b < first + count; ++b) bricks[b].data.resize(undef_brick_.size());
-            fill_column(order.data() + first, count, traces, lookup);
-        }
-    };
-    std::size_t const threads = std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, columns.size());
-    std::vector<std::thread> helpers;
-    for (std::size_t t = 1; t < threads; ++t) helpers.emplace_back(work);
-    work();
-    for (auto& h : helpers) h.join();
-}
 
 } // namespace Tolmar

@@ -2,13 +2,14 @@
 
 #include <chrono>
 #include <cmath>
+#include <thread>
 
 #include "foundation/SEGYCubeInfo.h"
 #include "foundation/Streamer3DGridLowLevelWriter.h"
-#include "foundation/StreamerIndexedSEGY3DReader.h"
 #include "foundation/log.h"
 #include "foundation/rescale.h"
 #include "segy/SEGYreader3D.h"
+#include "segy/TraceWindowReader.h"
 
 namespace Tolmar {
 
@@ -100,29 +101,36 @@ int SEGYreader3D::read_brick(std::string const& folder, std::string const& name,
         Util::logc("!brick_writer->create");
         return 0;
     }
-    std::vector<unsigned long long> bins; // of the mapped amplitudes, as in an index file
-    generate_histogram_for_index(h, bins);
-    writer->set_histogram(bins);
-    auto reader = open_indexed_segy3d_reader(filename_, traceIndex_);
-    if (!reader) {
-        Util::logc("!indexed_reader");
+    // The histogram (of the mapped amplitudes, as in an index file) reads its
+    // own sample of traces beside the pass.
+    std::vector<unsigned long long> bins;
+    std::thread histogram([&] { generate_histogram_for_index(h, bins); });
+    struct Join {
+        std::thread& t;
+        ~Join()
+        {
+            if (t.joinable()) t.join();
+        }
+    } const joinHistogram{histogram};
+    auto reader = std::make_shared<TraceWindowReader>();
+    if (!reader->open(filename_, traceIndex_)) {
+        Util::logc("!trace_reader");
         return 0;
     }
-    reader->readAheadTraces = 1000;
-    reader->cacheTraces = 60000;
 
     SEGY3DBrickWriter bricks;
-    bricks.set(r.type, size, info.inlineRange, info.crosslineRange, vec<double, 2>{{h.zStart, h.zStop}}, 36, 2,
-               r.undefValue, reader, writer);
+    bricks.set(r.type, size, info.inlineRange, info.crosslineRange, 36, 2, r.undefValue, reader, writer);
     bricks.set_progress(progress_);
-    bricks.run();
+    bool const filled = bricks.run();
     brickTimings_ = bricks.timings();
-    bricks = SEGY3DBrickWriter(); // lets the trace reader and its cache go before the last levels are derived
+    bricks = SEGY3DBrickWriter(); // lets the traces go before the last levels are derived
     reader.reset();
+    histogram.join();
+    writer->set_histogram(bins);
     auto const t0 = std::chrono::steady_clock::now();
     bool const finished = writer->finish(); // derives the coarser levels and renames the file into place
     brickTimings_.writing += std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-    if (!finished) {
+    if (!finished || !filled) {
         Util::logc("!brick_writer->finish");
         return 0;
     }

@@ -18,6 +18,7 @@
 
 #include "wait_for.h"
 #include "debug_capture.h"
+#include "foundation/DirectFileWriter.h"
 #include "foundation/Streamer3DGridLowLevelWriter.h"
 #include "foundation/Streamer3DGridReader.h"
 #include "segy_test_util.h"
@@ -145,27 +146,41 @@ Tolmar::SEGYCubeInfo const kInfo{.name = "Nordsjø-3D", .type = Info3DGrid::INT1
                                  .xInl = 10.5, .xCrl = -6.25, .x0 = 431000.125,
                                  .yInl = 8, .yCrl = 12.5, .y0 = 6780000.5};
 
-// Level-0 bricks in shuffled order, in two batches.
-void writeCube(Model const& m, std::string const& path, bool explicitFinish = true, std::size_t deriveCache = 0)
+// Level-0 bricks in shuffled order, in two batches; with `threads`, the
+// second half one brick at a time from three threads at once, the bricks
+// kept in memory for deriving level 1.
+void writeCube(Model const& m, std::string const& path, bool explicitFinish = true, std::size_t deriveCache = 0,
+               bool threads = false)
 {
     auto w = Tolmar::open_grid3d_low_level_writer();
     ASSERT_TRUE(w->create(path, m.total, m.type, kBs, kBorder, -200, 200, m.undef, kInfo));
     if (deriveCache) w->set_derive_cache_limit(deriveCache);
+    if (threads) w->keep_level(0);
     std::vector<Brick> bricks(m.grid.bricks_in_level(0));
     for (unsigned id = 0; id < bricks.size(); ++id) bricks[id].id = id, bricks[id].data = m.brick({0, id});
     std::shuffle(bricks.begin(), bricks.end(), std::mt19937(7));
     std::size_t const half = bricks.size() / 2;
     w->add_bricks({bricks.begin(), bricks.begin() + long(half)});
     w->set_histogram({5, 0, 17, 123456789012ull});
-    w->add_bricks({bricks.begin() + long(half), bricks.end()});
+    if (threads) {
+        std::atomic<std::size_t> next{half};
+        std::vector<std::thread> adders;
+        for (int t = 0; t < 3; ++t)
+            adders.emplace_back([&] {
+                for (std::size_t i; (i = next.fetch_add(1)) < bricks.size();) w->add_brick(bricks[i]);
+            });
+        for (auto& a : adders) a.join();
+    } else {
+        w->add_bricks({bricks.begin() + long(half), bricks.end()});
+    }
     if (explicitFinish) {
         EXPECT_TRUE(w->finish());
     }
 }
 
 // Every brick of every level, for the three element types; the INT16 cube
-// is derived through the smallest cache and the INT8 one finished by the
-// writer's destructor.
+// is derived through the smallest cache, the INT8 one finished by the
+// writer's destructor, and the FLOAT one written from many threads.
 TEST(BrickFile, EveryLevelReadsBackAsWrittenAndAveraged)
 {
     auto const fields = [](Tolmar::SEGYCubeInfo const& i) {
@@ -177,7 +192,8 @@ TEST(BrickFile, EveryLevelReadsBackAsWrittenAndAveraged)
         ScratchDir dir;
         Model const m(type);
         ASSERT_FALSE(m.defined[1][m.grid.pos2id(1, 1, 1, 1)]);
-        writeCube(m, dir.path("cube.tmf"), type != Info3DGrid::INT8, type == Info3DGrid::INT16 ? 1 : 0);
+        writeCube(m, dir.path("cube.tmf"), type != Info3DGrid::INT8, type == Info3DGrid::INT16 ? 1 : 0,
+                  type == Info3DGrid::FLOAT);
         auto r = Tolmar::open_3dgrid_reader(dir.path("cube.tmf"));
         ASSERT_TRUE(r);
 
@@ -439,6 +455,42 @@ TEST(BrickFile, ManyThreadsOpenRequestAndRelease)
     for (auto& u : users) u.join();
     EXPECT_EQ(opened, 100);
     EXPECT_EQ(wrong, 0);
+}
+
+// Direct appends from an offset inside a block, in pieces that cross the
+// writer's buffers: the bytes land where they belong, the rest of the first
+// block before them becomes zeros, what lies before that block is left alone,
+// and the last block is padded with zeros.
+TEST(DirectFileWriter, AppendsFromAnyOffsetAcrossBuffers)
+{
+    ScratchDir dir;
+    std::string const path = dir.path("direct.bin");
+    std::size_t const block = Tolmar::DirectFileWriter::kBlock, from = block + 904;
+    {
+        std::ofstream(path, std::ios::binary) << std::string(3 * block, '\xAB');
+    }
+    auto w = Tolmar::DirectFileWriter::open(path, from);
+    if (!w) GTEST_SKIP() << "the file system of " << dir.dir() << " takes no direct writes";
+    std::vector<char> data((std::size_t(9) << 20) + 12345);
+    for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<char>((i * 131) >> 7);
+    std::size_t at = 0;
+    for (std::size_t piece : {std::size_t(1), std::size_t(4) << 20, std::size_t(777), data.size()}) {
+        std::size_t const n = std::min(piece, data.size() - at);
+        w->append(data.data() + at, n);
+        at += n;
+    }
+    EXPECT_EQ(w->end(), from + data.size());
+    std::string why;
+    ASSERT_TRUE(w->finish(why)) << why;
+    w.reset();
+
+    std::vector<char> const file = tolmar_test::readFile(path);
+    std::size_t const end = (from + data.size() + block - 1) / block * block;
+    ASSERT_EQ(file.size(), end);
+    EXPECT_EQ(std::count(file.begin(), file.begin() + long(block), '\xAB'), long(block));
+    EXPECT_EQ(std::count(file.begin() + long(block), file.begin() + long(from), '\0'), long(from - block));
+    EXPECT_TRUE(std::equal(data.begin(), data.end(), file.begin() + long(from)));
+    EXPECT_EQ(std::count(file.begin() + long(from + data.size()), file.end(), '\0'), long(end - from - data.size()));
 }
 
 } // namespace

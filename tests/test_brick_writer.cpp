@@ -1,13 +1,17 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <vector>
 
 #include "debug_capture.h"
 #include "foundation/Streamer3DGridReader.h"
 #include "foundation/rescale.h"
 #include "segy/SEGYreader3D.h"
+#include "segy/WorkerTeam.h"
 #include "segy_test_util.h"
 
 using namespace tolmar_test;
@@ -177,4 +181,72 @@ TEST(BrickWriter, BricksOutsideTheOutlineAreUndefined)
         }
     EXPECT_FALSE(cube->is_undef_brick(BrickKey(1, cube->pos2id(0, 1, 0, 1))));
     EXPECT_TRUE(cube->is_undef_brick(BrickKey(1, cube->pos2id(0, 1, 1, 1))));
+}
+
+// A survey of two work units along the inlines, each read in two bands, two
+// bricks wide along the crosslines, with traces missing here and there: every
+// element whose traces all lie inside the survey holds the average of the
+// mapped samples of the traces present under it, at every level of the pass.
+TEST(BrickWriter, UnitsAndBandsAverageThePresentTraces)
+{
+    Survey sv;
+    sv.inlines = 140;
+    sv.crosslines = 40;
+    sv.samples = 40;
+    sv.amplitude = [](int il, int xl, int k) { return static_cast<float>(((il * 13 + xl * 7 + k * 5) % 181) - 90); };
+    auto const present = [](int i, int j) { return (i * 7 + j * 3) % 23 != 0; }; // by line index
+    sv.present = [present](int il, int xl) { return present(il - 100, (xl - 200) / 2); };
+    ScratchDir dir;
+    SEGYreader3D r;
+    DebugCapture log;
+    auto cube = brickSurvey(dir, sv, 8, r);
+    ASSERT_TRUE(cube);
+    ASSERT_NE(log.text().find(" num_active_levels_hint = 3"), std::string::npos);
+    double const m = maxAbs(sv);
+
+    int checked = 0;
+    for (unsigned level = 0; level < 3; ++level) {
+        int const s = 1 << level;
+        for (Brick const& b : allBricks(*cube, level)) {
+            auto const pos = cube->id2pos(b);
+            for (int i = 0; i < kBrick; ++i)
+                for (int j = 0; j < kBrick; ++j) {
+                    int const i0 = (static_cast<int>(pos[2]) * kCore - kBorder + i) * s;
+                    int const j0 = (static_cast<int>(pos[1]) * kCore - kBorder + j) * s;
+                    if (i0 < 0 || j0 < 0 || i0 + s > sv.inlines || j0 + s > sv.crosslines) continue;
+                    for (int k = 0; k < kBrick; ++k) {
+                        double sum = 0;
+                        int traces = 0;
+                        for (int di = 0; di < s; ++di)
+                            for (int dj = 0; dj < s; ++dj) {
+                                if (!present(i0 + di, j0 + dj)) continue;
+                                ++traces;
+                                for (int q = 0; q < s; ++q) {
+                                    int const kk = std::clamp((static_cast<int>(pos[0]) * kCore - kBorder + k) * s + q, 0,
+                                                              sv.samples - 1);
+                                    sum += rescaled(sv, 8, m, 100 + i0 + di, 200 + 2 * (j0 + dj), kk);
+                                }
+                            }
+                        double const want = traces == 0 ? cube->get_undef_value() : std::trunc(sum / (traces * s));
+                        ASSERT_FALSE(b.data.empty()) << "level " << level << " brick " << b.id;
+                        ASSERT_EQ(element(b, 1, static_cast<std::size_t>((i * kBrick + j) * kBrick + k)), want)
+                            << "level " << level << " brick " << b.id << " at " << i << " " << j << " " << k;
+                        ++checked;
+                    }
+                }
+        }
+    }
+    EXPECT_GT(checked, 10 * kBrick * kBrick * kBrick / 2);
+}
+
+TEST(BrickWriter, TeamRunsEveryTaskOnceARound)
+{
+    for (std::size_t threads : {1u, 3u}) {
+        Tolmar::WorkerTeam team(threads);
+        for (std::size_t n : {0u, 1u, 2u, 97u}) {
+            std::vector<std::atomic<int>> runs(n);
+            team.run(n, [&](std::size_t i) { runs[i].fetch_add(1); });
+            for (std::size_t i = 0; i < n; ++i) ASSERT_EQ(runs[i].load(), 1) << threads << " threads, task " << i << " of " << n;
+        }
+    }
 }
