@@ -126,8 +126,8 @@ bool DirectFileWriter::write_out(Buffer const& b)
     int error = 0;
     if (!directRefused_) {
         if (write_all(direct_, b.data, b.used, b.offset, error)) return true;
-        // EINVAL: the file system takes O_DIRECT opens but not these writes.
-        if (error != EINVAL) {
+        // The file system took the O_DIRECT open but not these writes.
+        if (error != EINVAL && error != EOPNOTSUPP) {
             error_ = std::strerror(error);
             return false;
         }

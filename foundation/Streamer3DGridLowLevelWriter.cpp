@@ -230,8 +230,10 @@ bool Streamer3DGridLowLevelWriter::accepts(Brick const& b) const
 void Streamer3DGridLowLevelWriter::keep(Brick const& b)
 {
     if (static_cast<int>(b.level) != keepLevel_) return;
-    if (b.data.empty()) kept_.erase(b.id);
-    else kept_[b.id] = std::make_shared<std::vector<char> const>(b.data);
+    kept_.erase(b.id);
+    // Within the memory the derivation may use; the rest is read back.
+    if (!b.data.empty() && (kept_.size() + 1) * brickBytes_ <= cacheLimit_)
+        kept_[b.id] = std::make_shared<std::vector<char> const>(b.data);
 }
 
 void Streamer3DGridLowLevelWriter::add_bricks(std::vector<Brick> const& bricks)

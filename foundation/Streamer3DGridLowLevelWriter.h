@@ -63,8 +63,9 @@ public:
     bool finish();
 
     // Bricks of this level given from now on are also kept in memory as they
-    // are, so that finish() derives the next level from them without reading
-    // them back: worth it for the highest level given, whose bricks are few.
+    // are, as far as the derive cache limit allows, so that finish() derives
+    // the next level from them without reading them back: worth it for the
+    // highest level given, whose bricks are few.
     void keep_level(unsigned level) { keepLevel_ = static_cast<int>(level); }
 
     // Bytes of decoded finer bricks kept while coarser levels are derived

@@ -137,8 +137,9 @@ bool SEGY3DBrickWriter::run()
         fill_column(column, l, band, pairs, fillSeconds);
         add_seconds(filling, fillSeconds);
     };
-    // The coarsest level of the pass is what finish() derives the next from.
-    writer->keep_level(static_cast<unsigned>(h - 1));
+    // The coarsest level of the pass is what finish() derives the next from;
+    // its bricks are few unless it is level 0.
+    if (h > 1) writer->keep_level(static_cast<unsigned>(h - 1));
     WorkerTeam team(std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, 8));
     bool held = true;
     if (n > 0) {

@@ -5,9 +5,10 @@
 // a unit's traces fill, at each level the pass handles, is computed straight
 // from those traces, so no coarse brick is read back from disk.
 //
-// All cores share each step: a unit's traces are read and decoded by all of
-// them, then its columns are filled, compressed and written by all of them,
-// each column by one core from its first brick to its last.
+// A unit's traces are read a band of inlines at a time, and its coarser
+// levels are averaged from sums over pairs of its traces. All cores share
+// each step: reading and decoding, and the filling, compressing and writing
+// of columns, each column by one core from its first brick to its last.
 
 #include <functional>
 #include <memory>
@@ -86,6 +87,7 @@ private:
     // Sizes the unit's window of traces, none located yet.
     void shape(WorkUnit const& unit, Loaded& loaded) const;
     void place_traces(WorkUnit const& unit, Loaded& loaded) const;
+    // Sizes `band` for the traces band b of the unit takes; false without memory for them.
     bool hold_band(WorkUnit const& unit, Loaded const& loaded, int b, TraceBand& band) const;
     // Sums the pairs of pair rows [first, last) of the unit's window.
     void sum_pairs(Loaded const& loaded, TraceBand const& band, Pairs& pairs, int first, int last) const;

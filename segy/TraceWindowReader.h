@@ -16,10 +16,10 @@
 
 namespace Tolmar {
 
-// The samples of a window: large and written whole before they are read, so
-// they are never zeroed, and kept from window to window. Backed by huge pages
-// where the system gives them, so that first use costs a page fault every
-// 2 MB instead of every 4 KB.
+// The samples of a band of traces: large and written whole before they are
+// read, so they are not cleared first, and kept from band to band. Backed by
+// huge pages where the system gives them, so that first use costs a page
+// fault every 2 MB instead of every 4 KB.
 class SampleBlock {
 public:
     SampleBlock() = default;
