@@ -61,6 +61,8 @@ public:
     // disk and renames the file into place. False with a log line on
     // failure, the temporary file removed. Later calls answer the same.
     bool finish();
+    // Drops the file begun by create(): nothing is renamed into place.
+    void abandon();
 
     // Bricks of this level given from now on are also kept in memory as they
     // are, as far as the derive cache limit allows, so that finish() derives
@@ -94,7 +96,6 @@ private:
     void keep(Brick const& b);
     void store(std::size_t index, Encoded const& encoded);
     bool write_at(std::uint64_t offset, void const* p, std::size_t n);
-    void abandon();
 
     int fd_ = -1;
     std::string path_, temp_;

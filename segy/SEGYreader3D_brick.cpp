@@ -125,12 +125,17 @@ int SEGYreader3D::read_brick(std::string const& folder, std::string const& name,
     brickTimings_ = bricks.timings();
     bricks = SEGY3DBrickWriter(); // lets the traces go before the last levels are derived
     reader.reset();
+    if (!filled) {
+        writer->abandon(); // a cube with bricks missing is no cube
+        Util::logc("!brick_writer->run");
+        return 0;
+    }
     histogram.join();
     writer->set_histogram(bins);
     auto const t0 = std::chrono::steady_clock::now();
     bool const finished = writer->finish(); // derives the coarser levels and renames the file into place
     brickTimings_.writing += std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-    if (!finished || !filled) {
+    if (!finished) {
         Util::logc("!brick_writer->finish");
         return 0;
     }
