@@ -96,7 +96,6 @@ public:
     // Where the first trace header starts: 3600, and 3200 more for each
     // extended text header skipped.
     long long firstTraceOffset() const { return firstTraceOffset_; }
-    bool trustReelSampleCount() const { return trustReelSampleCount_; }
 
     // What those readings changed since the reel header was last read.
     struct Corrections {
@@ -189,10 +188,8 @@ protected:
     bool fileFits(int nSamples) const { return fileFits(nSamples, firstTraceOffset_); }
     bool fileFits(int nSamples, long long firstTrace) const;
 
-public:
     // Bytes of one trace, header included.
     long long traceBytes() const { return 240LL + static_cast<long long>(std::max(0, nSamples_)) * nBytes(); }
-protected:
     // Prints "Invalid format: " and the code on standard output.
     void printInvalidFormat(int format) const;
 
