@@ -504,10 +504,6 @@ void SEGYreader3D::fitAffineGrid()
     trans_.y0 = p[0].y - trans_.yInl * p[0].inl - trans_.yCrl * p[0].crl;
 }
 
-} // namespace Tolmar
-
-namespace Tolmar {
-
 // The fit divides by the spread of the reference traces: coordinates that
 // coincide give infinities, and a grid that maps every line to one point is
 // no grid.
@@ -534,8 +530,9 @@ bool SEGYreader3D::makeFallbackGrid()
     bool const oneInline = ir.inlStart == ir.inlStop, oneCrossline = ir.crlStart == ir.crlStop;
     SurveyPoint const& far = oneInline ? p[2] : p[3];
     double const dx = far.x - p[0].x, dy = far.y - p[0].y;
-    int const lines = oneInline ? far.crl - p[0].crl : far.inl - p[0].inl;
-    if (oneInline != oneCrossline && lines != 0 && std::hypot(dx, dy) > 0.0) {
+    double const lines = oneInline ? static_cast<double>(far.crl) - p[0].crl
+                                   : static_cast<double>(far.inl) - p[0].inl;
+    if (oneInline != oneCrossline && lines != 0.0 && std::hypot(dx, dy) > 0.0) {
         double const ux = dx / lines, uy = dy / lines;
         if (oneInline) {
             t.xCrl = ux, t.yCrl = uy, t.xInl = uy, t.yInl = -ux;
