@@ -34,6 +34,7 @@
 #include "foundation/sample_decode.h"
 #include "foundation/scale_and_color.h"
 #include "foundation/slices.h"
+#include "foundation/survey_checks.h"
 #include "foundation/vec.h"
 #include "platform/debug_stream.h"
 #include "platform/last_error.h"

@@ -21,11 +21,17 @@ std::unique_ptr<Tolmar::Seismic3DTraceReader> open_cube(CubeArgs const& args)
     std::unique_ptr<Tolmar::Seismic3DTraceReader> cube;
     if (args.index.empty()) {
         cube = std::make_unique<Tolmar::Seismic3DTraceReader>(args.path);
-        if (!cube->valid()) fail(args.path, "not a readable brick file (a SEG-Y file needs --index)");
     } else {
         if (!std::filesystem::is_regular_file(args.index, ec)) fail(args.index, "no such file");
         cube = std::make_unique<Tolmar::Seismic3DTraceReader>(args.path, args.index);
-        if (!cube->valid()) fail(args.index, "not a readable index file of " + args.path);
+    }
+    if (!cube->valid()) {
+        // The reader's words follow the file's name: "has a checksum mismatch in the header".
+        std::string why = cube->error().empty() ? "cannot be read" : cube->error();
+        if (args.index.empty() && why == "is not a brick file") why += " (a SEG-Y file needs --index)";
+        if (!args.index.empty() && cube->error_file() == args.index && why == "is not an index file")
+            why += " of " + args.path;
+        fail(cube->error_file().empty() ? args.path : cube->error_file(), why);
     }
     return cube;
 }

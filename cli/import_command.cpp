@@ -115,6 +115,7 @@ void add_import_command(CLI::App& app)
     cmd->add_flag("--force", r.force, "Overwrite existing outputs");
     cmd->add_flag("--json", a.json, "Print one JSON object");
     r.scan.add_strict_option(*cmd);
+    r.scan.add_range_options(*cmd);
     r.scan.positions.add_options(*cmd);
     r.scan.encoding.add_options(*cmd);
     cmd->callback([] { run_import(a); });

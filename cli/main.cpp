@@ -2,7 +2,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <exception>
 #include <iostream>
+#include <new>
 
 #include "cli/commands.h"
 #include "platform/debug_stream.h"
@@ -26,6 +28,20 @@ int main(int argc, char** argv)
     tolmar_cli::add_render_command(app);
     tolmar_cli::add_histogram_command(app);
     tolmar_cli::add_demo_command(app);
-    CLI11_PARSE(app, argc, argv);
+    // Commands run inside parse(); whatever they throw ends here as one line.
+    try {
+        app.parse(argc, argv);
+    } catch (CLI::ParseError const& e) {
+        return app.exit(e);
+    } catch (std::bad_alloc const&) {
+        std::cerr << "tolmar: out of memory\n";
+        return 1;
+    } catch (std::exception const& e) {
+        std::cerr << "tolmar: " << e.what() << "\n";
+        return 1;
+    } catch (...) {
+        std::cerr << "tolmar: stopped by an unknown error\n";
+        return 1;
+    }
     return 0;
 }

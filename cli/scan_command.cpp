@@ -74,6 +74,7 @@ void add_scan_command(CLI::App& app)
     cmd->add_flag("--full", a.request.full, "Read the samples too, for the amplitude range");
     cmd->add_flag("--json", a.json, "Print one JSON object");
     a.request.add_strict_option(*cmd);
+    a.request.add_range_options(*cmd);
     a.request.positions.add_options(*cmd);
     a.request.encoding.add_options(*cmd);
     cmd->callback([] { run_scan(a); });

@@ -5,9 +5,13 @@
 #include <cmath>
 #include <cstdio>
 #include <iostream>
+#include <map>
 #include <sstream>
+#include <utility>
+#include <vector>
 
 #include "cli/json.h"
+#include "foundation/survey_checks.h"
 
 namespace tolmar_cli {
 
@@ -45,6 +49,18 @@ void ScanRequest::add_strict_option(CLI::App& cmd)
                  "Read the file by the letter of the format: trace header sample counts must match the "
                  "reel header's, a scaler word of 0 zeroes the coordinates, and the traces must span a "
                  "plane of map coordinates");
+}
+
+void ScanRequest::add_range_options(CLI::App& cmd)
+{
+    auto const range = [&](char const* name, std::vector<int>& v, char const* what) {
+        cmd.add_option(name, v, std::string("Take only ") + what + " FIRST to LAST; traces outside are left out")
+            ->expected(2)
+            ->type_name("FIRST LAST")
+            ->group("Survey extent");
+    };
+    range("--inline-range", inlineRange, "inlines");
+    range("--crossline-range", crosslineRange, "crosslines");
 }
 
 void apply_leniency(Tolmar::SEGYreader3D& reader, bool strict)
@@ -120,6 +136,87 @@ void report_liberties(Tolmar::SEGYreader3D const& reader, ScanRequest const& req
                        "coarsely rounded");
 }
 
+// The values along one axis of the indexed traces that lie within the
+// scanned ranges, each with the header offset of its first trace in file
+// order.
+struct AxisValues {
+    std::map<int, std::pair<long long, long long>> traces; // value -> (count, first offset)
+    void add(int v, long long offset)
+    {
+        auto [it, fresh] = traces.try_emplace(v, 0, offset);
+        ++it->second.first;
+        it->second.second = std::min(it->second.second, offset);
+    }
+};
+
+// Where the biggest hole in an axis' values splits the traces: the side with
+// fewer traces is the garbage, its outermost value the culprit.
+struct Split {
+    long long gapLines = 0;
+    int culprit = 0, keepFirst = 0, keepLast = 0;
+    long long culpritOffset = 0;
+};
+
+Split biggest_gap(AxisValues const& axis, int step)
+{
+    Split best;
+    if (axis.traces.size() < 2) return best;
+    std::vector<std::pair<int, std::pair<long long, long long>>> const v(axis.traces.begin(), axis.traces.end());
+    long long total = 0;
+    for (auto const& e : v) total += e.second.first;
+    long long below = 0;
+    for (std::size_t i = 0; i + 1 < v.size(); ++i) {
+        below += v[i].second.first;
+        long long const gap = (static_cast<long long>(v[i + 1].first) - v[i].first) / std::max(step, 1);
+        if (gap <= best.gapLines) continue;
+        best.gapLines = gap;
+        bool const lowIsGarbage = below < total - below;
+        auto const& culprit = lowIsGarbage ? v.front() : v.back();
+        best.culprit = culprit.first;
+        best.culpritOffset = culprit.second.second;
+        best.keepFirst = lowIsGarbage ? v[i + 1].first : v.front().first;
+        best.keepLast = lowIsGarbage ? v.back().first : v[i].first;
+    }
+    return best;
+}
+
+// Fails, naming the trace that stretched it, when the scanned grid is absurd
+// for the traces.
+void refuse_absurd_grid(Tolmar::SEGYreader3D const& reader, ScanRequest const& request)
+{
+    Tolmar::SEGYreader3D::IRange r;
+    reader.iRange(r);
+    long long const ni = Tolmar::line_count(r.inlStart, r.inlStop, r.inlStep);
+    long long const nc = Tolmar::line_count(r.crlStart, r.crlStop, r.crlStep);
+    long long const traces = reader.traceIndex().num_traces();
+    if (!Tolmar::grid_absurd(ni * nc, traces)) return;
+
+    AxisValues inlines, crosslines;
+    reader.traceIndex().for_each([&](int inl, int crl, long long offset) {
+        if (inl < r.inlStart || inl > r.inlStop || crl < r.crlStart || crl > r.crlStop) return;
+        inlines.add(inl, offset);
+        crosslines.add(crl, offset);
+    });
+    Split const i = biggest_gap(inlines, r.inlStep), c = biggest_gap(crosslines, r.crlStep);
+    bool const alongInlines = i.gapLines >= c.gapLines;
+    Split const& s = alongInlines ? i : c;
+    // The culprit's other number: from its header in the index.
+    int otherNumber = 0;
+    reader.traceIndex().for_each([&](int inl, int crl, long long offset) {
+        if (offset == s.culpritOffset) otherNumber = alongInlines ? crl : inl;
+    });
+    long long const traceBytes = 240LL + static_cast<long long>(reader.nSamples()) * reader.nBytes();
+    long long const traceNumber = (s.culpritOffset - reader.firstTraceOffset()) / traceBytes + 1;
+    std::string const inl = std::to_string(alongInlines ? s.culprit : otherNumber);
+    std::string const crl = std::to_string(alongInlines ? otherNumber : s.culprit);
+    fail(request.path, "trace " + std::to_string(traceNumber) + " (header at byte " + std::to_string(s.culpritOffset) +
+                           ") has inline " + inl + " and crossline " + crl + ", which stretch the grid to " +
+                           std::to_string(ni) + " x " + std::to_string(nc) + " cells for " + std::to_string(traces) +
+                           " traces; leave such traces out with " +
+                           (alongInlines ? "--inline-range " : "--crossline-range ") + std::to_string(s.keepFirst) +
+                           " " + std::to_string(s.keepLast));
+}
+
 } // namespace
 
 double scan_survey(Tolmar::SEGYreader3D& reader, ScanRequest& request)
@@ -129,8 +226,17 @@ double scan_survey(Tolmar::SEGYreader3D& reader, ScanRequest& request)
     apply_leniency(reader, request.strict);
     reader.setFile(request.path);
     reader.setStorage(request.storage);
-    reader.setInlRange(-2147483647, 2147483647, 1);
-    reader.setCrlRange(-2147483647, 2147483647, 1);
+    auto const wanted = [&](std::vector<int> const& v, char const* option) {
+        if (v.empty()) return std::pair{-2147483647, 2147483647};
+        if (v[0] > v[1]) fail(request.path, std::string(option) + " " + std::to_string(v[0]) + " " +
+                                                std::to_string(v[1]) + ": the first line is above the last");
+        return std::pair{v[0], v[1]};
+    };
+    auto const inl = wanted(request.inlineRange, "--inline-range");
+    auto const crl = wanted(request.crosslineRange, "--crossline-range");
+    reader.setPassOverUnwanted(!request.inlineRange.empty() || !request.crosslineRange.empty());
+    reader.setInlRange(inl.first, inl.second, 1);
+    reader.setCrlRange(crl.first, crl.second, 1);
     reader.setZRange(-1e9, 1e9, 1e-6);
     Tolmar::SEGYreader::Type types[Tolmar::SEGYreader::SlotCount];
     int positions[Tolmar::SEGYreader::SlotCount];
@@ -163,6 +269,7 @@ double scan_survey(Tolmar::SEGYreader3D& reader, ScanRequest& request)
                            "crossline grid (positions inline " + std::to_string(request.positions.inl) +
                                ", crossline " + std::to_string(request.positions.crl) + ")");
     }
+    refuse_absurd_grid(reader, request);
     report_liberties(reader, request);
     return seconds_since(t0);
 }

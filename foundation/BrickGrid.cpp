@@ -5,11 +5,12 @@ namespace Tolmar {
 BrickGrid::BrickGrid(vec<unsigned, 3> const& totalSize, unsigned brickSize, unsigned border)
     : totalSize_(totalSize), brickSize_(brickSize), border_(border)
 {
-    if (brickSize <= 2 * border) return;
+    // In 64 bits: a border of 2^31 or more must not wrap into a small one.
+    if (static_cast<unsigned long long>(brickSize) <= 2ULL * border) return;
     vec<unsigned, 3> c;
     for (int a = 0; a < 3; ++a) {
         if (totalSize[a] == 0) return;
-        c[a] = (totalSize[a] + core() - 1) / core();
+        c[a] = static_cast<unsigned>((static_cast<unsigned long long>(totalSize[a]) + core() - 1) / core());
     }
     counts_.push_back(c);
     while (c[0] > 1 || c[1] > 1 || c[2] > 1) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -12,6 +13,8 @@
 #include <xxhash.h>
 
 #include "foundation/log.h"
+#include "foundation/sample_decode.h"
+#include "foundation/survey_checks.h"
 
 namespace Tolmar {
 
@@ -379,15 +382,40 @@ bool CompressedIndex::write(std::string const& path) const
     return true;
 }
 
-bool CompressedIndex::read(std::string const& path)
+std::string CompressedIndex::description_problem() const
 {
-    auto fail = [&](char const* why) {
-        Util::logf("CompressedIndex: '%s' %s\n", path.c_str(), why);
+    IndexedSEGYHeader const& h = header;
+    SampleCoding coding;
+    if (!sample_coding_for_format(h.format, h.ibmFloat, coding))
+        return "the sample format " + std::to_string(h.format) + " is not a SEG-Y format";
+    if (h.nSamples < 1 || h.nSamples > 65535)
+        return "the sample count " + std::to_string(h.nSamples) + " is not between 1 and 65535";
+    if (!std::isfinite(h.sampleRate) || !(h.sampleRate > 0.0)) return "the sample interval is not above 0";
+    std::string why = survey_problem(vec<int, 3>{{h.inlStart, h.inlStop, h.inlStep}},
+                                     vec<int, 3>{{h.crlStart, h.crlStop, h.crlStep}}, h.zStart, h.zStop, h.zStep);
+    if (!why.empty()) return why;
+    long long const cells =
+        line_count(h.inlStart, h.inlStop, h.inlStep) * line_count(h.crlStart, h.crlStop, h.crlStep);
+    if (grid_absurd(cells, traces_))
+        return "the line ranges make a grid of " + std::to_string(cells) + " cells for " + std::to_string(traces_) +
+               " traces";
+    for (double v : {h.xInl, h.xCrl, h.x0, h.yInl, h.yCrl, h.y0})
+        if (!std::isfinite(v)) return "the map transform is not finite";
+    return {};
+}
+
+bool CompressedIndex::read(std::string const& path, std::string* whyNot)
+{
+    auto fail = [&](std::string const& why) {
+        Util::logf("CompressedIndex: '%s' %s\n", path.c_str(), why.c_str());
+        if (whyNot) *whyNot = why;
         return false;
     };
     File file(std::fopen(path.c_str(), "rb"));
     if (!file) {
-        Util::logf("CompressedIndex: cannot open '%s' (%s)\n", path.c_str(), std::strerror(errno));
+        int const error = errno;
+        Util::logf("CompressedIndex: cannot open '%s' (%s)\n", path.c_str(), std::strerror(error));
+        if (whyNot) *whyNot = std::string("cannot be opened (") + std::strerror(error) + ")";
         return false;
     }
     struct stat st;

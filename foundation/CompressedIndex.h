@@ -46,8 +46,16 @@ public:
     // a log line on failure.
     bool write(std::string const& path) const;
     // False with a log line when the file is missing, cut short, corrupt or
-    // not an index file; the object is then left as it was.
-    bool read(std::string const& path);
+    // not an index file; the object is then left as it was, and `why` gets
+    // the reason in words that follow the file's name.
+    bool read(std::string const& path, std::string* why = nullptr);
+
+    // Why the header cannot describe the survey of this index's traces, in
+    // words that name the field, or empty: the sample format and count, line
+    // ranges and z (survey_checks.h), a grid not absurd for the traces, a
+    // finite map transform.
+    std::string description_problem() const;
+
 
     // Calls f(inl, crl, offset) for every trace in (inline, crossline) order.
     template <class F>

@@ -9,6 +9,8 @@
 #include <immintrin.h>
 #endif
 #include <xxhash.h>
+
+#include "foundation/survey_checks.h"
 // For ZSTD_c_literalCompressionMode, which is used only when the library
 // that runs is the release these headers come from.
 #define ZSTD_STATIC_LINKING_ONLY
@@ -217,7 +219,7 @@ std::vector<unsigned char> Streamer3DGridBase::encode_header(std::uint64_t histo
 }
 
 bool Streamer3DGridBase::decode_header(unsigned char const* p, std::size_t n, std::uint64_t& histogramOffset,
-                                       std::uint64_t& histogramBins, char const*& why)
+                                       std::uint64_t& histogramBins, std::string& why)
 {
     why = "has an inconsistent header";
     if (n < kFixedHeaderBytes) return false;
@@ -249,20 +251,70 @@ bool Streamer3DGridBase::decode_header(unsigned char const* p, std::size_t n, st
         why = "has an element type this program cannot read";
         return false;
     }
-    if (!Info3DGrid::is_valid(static_cast<int>(cubeType)) || brickSize > kMaxBrickSize) return false;
-    cube.type = static_cast<Info3DGrid::eDataType>(cubeType);
-    // The grid follows from the sizes; the stored counts must agree with it.
-    if (!set_up(total, static_cast<Info3DGrid::eDataType>(type), brickSize, border, minValue, maxValue, undefValue))
+    if (!Info3DGrid::is_valid(static_cast<int>(cubeType))) {
+        why = "has an unknown survey element type";
         return false;
+    }
+    cube.type = static_cast<Info3DGrid::eDataType>(cubeType);
+    why = grid_problem(total, brickSize, border);
+    if (why.empty()) why = description_problem(cube, total);
+    if (!why.empty()) {
+        why = "has a header in which " + why;
+        return false;
+    }
+    // The grid follows from the sizes; the stored counts must agree with it.
+    if (!set_up(total, static_cast<Info3DGrid::eDataType>(type), brickSize, border, minValue, maxValue, undefValue)) {
+        why = "has a grid of more bricks than a level can number";
+        return false;
+    }
+    why = "has level counts that its sizes do not make";
     if (levels != grid_.num_levels() || static_cast<std::size_t>(end - p) < 12 * std::size_t(levels) + 4) return false;
     for (auto const& c : grid_.level_counts())
         for (int a = 0; a < 3; ++a)
             if (get<std::uint32_t>(p) != c[a]) return false;
     auto const nameBytes = get<std::uint32_t>(p);
-    if (nameBytes != static_cast<std::size_t>(end - p) || bricks != total_bricks()) return false;
+    why = "has a name length that does not fit its header";
+    if (nameBytes != static_cast<std::size_t>(end - p)) return false;
+    why = "has a brick count that its grid does not make";
+    if (bricks != total_bricks()) return false;
     cube.name.assign(reinterpret_cast<char const*>(p), nameBytes);
     info = std::move(cube);
     return true;
+}
+
+std::string Streamer3DGridBase::grid_problem(vec<unsigned, 3> const& totalSize, unsigned brickSize, unsigned border)
+{
+    if (brickSize > kMaxBrickSize)
+        return "the brick size " + std::to_string(brickSize) + " is above " + std::to_string(kMaxBrickSize);
+    if (static_cast<unsigned long long>(brickSize) <= 2ULL * border)
+        return "the border " + std::to_string(border) + " leaves no core in a brick of " + std::to_string(brickSize);
+    for (int a = 0; a < 3; ++a)
+        if (totalSize[a] == 0) return std::string("the total size along the ") + kAxisNames[a] + " is 0";
+    return {};
+}
+
+std::string Streamer3DGridBase::description_problem(SEGYCubeInfo const& cube, vec<unsigned, 3> const& totalSize)
+{
+    std::string why = survey_problem(cube.inlineRange, cube.crosslineRange, cube.zStart, cube.zStop, cube.zStep);
+    if (!why.empty()) return why;
+    // The description may name fewer lines than the cube holds, never more:
+    // every line it names must be a position in the cube.
+    long long const counts[3] = {sample_count(cube.zStart, cube.zStop, cube.zStep),
+                                 line_count(cube.crosslineRange[0], cube.crosslineRange[1], cube.crosslineRange[2]),
+                                 line_count(cube.inlineRange[0], cube.inlineRange[1], cube.inlineRange[2])};
+    for (int a = 0; a < 3; ++a)
+        if (counts[a] > static_cast<long long>(totalSize[a]))
+            return std::string("the survey's ") + std::to_string(counts[a]) + " " + kAxisNames[a] + " exceed the cube's " +
+                   std::to_string(totalSize[a]);
+    for (double v : {cube.xInl, cube.xCrl, cube.x0, cube.yInl, cube.yCrl, cube.y0})
+        if (!std::isfinite(v)) return "the map transform is not finite";
+    if (static_cast<unsigned long long>(totalSize[0]) * totalSize[1] > kMaxSliceElements ||
+        static_cast<unsigned long long>(totalSize[1]) * totalSize[2] > kMaxSliceElements ||
+        static_cast<unsigned long long>(totalSize[0]) * totalSize[2] > kMaxSliceElements)
+        return "the cube of " + std::to_string(totalSize[0]) + " x " + std::to_string(totalSize[1]) + " x " +
+               std::to_string(totalSize[2]) + " has slices of more than " + std::to_string(kMaxSliceElements) +
+               " samples";
+    return {};
 }
 
 void Streamer3DGridBase::encode_entry(TableEntry const& e, unsigned char* p)

@@ -62,6 +62,13 @@ public:
     // Bytes of one brick's data.
     std::size_t brick_bytes() const { return brickBytes_; }
 
+    // Why a brick of brickSize with this border cannot cut a cube of
+    // totalSize, in words that name the field, or empty.
+    static std::string grid_problem(vec<unsigned, 3> const& totalSize, unsigned brickSize, unsigned border);
+    // Why the survey cannot describe a cube of totalSize (line ranges, z,
+    // the map transform, slice sizes), or empty.
+    static std::string description_problem(SEGYCubeInfo const& cube, vec<unsigned, 3> const& totalSize);
+
     // INT8 127, INT16 32767, FLOAT the largest float; every other type its largest value.
     static double default_undef_value(Info3DGrid::eDataType type);
     // The element types a brick file holds: all but BIT1 and the 64-bit
@@ -79,6 +86,7 @@ protected:
     static constexpr std::uint64_t kUndefOffset = ~std::uint64_t(0);
     static constexpr std::uint32_t kMaxNameBytes = 1u << 16;
     static constexpr unsigned kMaxBrickSize = 512; // keeps a stored brick's size within 32 bits
+    static constexpr char const* kAxisNames[3] = {"samples", "crosslines", "inlines"};
 
     enum Encoding : std::uint8_t {
         kRaw = 0,
@@ -115,7 +123,7 @@ protected:
     // Reads a header section (checksum already verified); sets up this
     // object. On failure answers false and says why.
     bool decode_header(unsigned char const* p, std::size_t n, std::uint64_t& histogramOffset,
-                       std::uint64_t& histogramBins, char const*& why);
+                       std::uint64_t& histogramBins, std::string& why);
     static void encode_entry(TableEntry const& e, unsigned char* p);
     static TableEntry decode_entry(unsigned char const* p);
 

@@ -115,8 +115,11 @@ bool Streamer3DGridLowLevelWriter::create(std::string const& path, vec<unsigned,
     if (!is_supported_type(type)) return fail("element type " + std::to_string(int(type)) + " is not supported");
     if (std::isnan(undefValue)) undefValue = default_undef_value(type);
     if (!representable(type, undefValue)) return fail("the undefined value is not a value of the element type");
-    if (brickSize > kMaxBrickSize) return fail("brick size " + std::to_string(brickSize) + " is too large");
     if (cubeInfo.name.size() > kMaxNameBytes) return fail("the survey name is too long");
+    // What a reader would refuse is not written.
+    std::string why = grid_problem(totalSize, brickSize, border);
+    if (why.empty()) why = description_problem(cubeInfo, totalSize);
+    if (!why.empty()) return fail(why);
     if (!set_up(totalSize, type, brickSize, border, minValue, maxValue, undefValue))
         return fail("sizes " + std::to_string(totalSize[0]) + " x " + std::to_string(totalSize[1]) + " x " +
                     std::to_string(totalSize[2]) + ", brick " + std::to_string(brickSize) + ", border " +

@@ -51,10 +51,10 @@ Brick make_brick(BrickKey const& key, std::vector<char> const& data)
 
 } // namespace
 
-std::shared_ptr<Streamer3DGridReader> open_3dgrid_reader(std::string const& path)
+std::shared_ptr<Streamer3DGridReader> open_3dgrid_reader(std::string const& path, std::string* why)
 {
     std::shared_ptr<Streamer3DGridReader> reader(new Streamer3DGridReader());
-    if (!reader->open(path)) return nullptr;
+    if (!reader->open(path, why)) return nullptr;
     StreamerManager::get_instance().add_streamer(reader);
     return reader;
 }
@@ -64,18 +64,16 @@ Streamer3DGridReader::~Streamer3DGridReader()
     if (fd_ >= 0) ::close(fd_);
 }
 
-bool Streamer3DGridReader::open(std::string const& path)
+bool Streamer3DGridReader::open(std::string const& path, std::string* whyNot)
 {
     path_ = path;
-    auto fail = [&](char const* why) {
-        Util::logf("Streamer3DGridReader: '%s' %s\n", path.c_str(), why);
+    auto fail = [&](std::string const& why) {
+        Util::logf("Streamer3DGridReader: '%s' %s\n", path.c_str(), why.c_str());
+        if (whyNot) *whyNot = why;
         return false;
     };
     fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd_ < 0) {
-        Util::logf("Streamer3DGridReader: cannot open '%s' (%s)\n", path.c_str(), std::strerror(errno));
-        return false;
-    }
+    if (fd_ < 0) return fail(std::string("cannot be opened (") + std::strerror(errno) + ")");
     struct stat st {};
     if (::fstat(fd_, &st) != 0 || !S_ISREG(st.st_mode)) return fail("is not a brick file");
     auto const fileSize = static_cast<std::uint64_t>(st.st_size);
@@ -91,7 +89,7 @@ bool Streamer3DGridReader::open(std::string const& path)
     if (version != kVersion) return fail("has a version this program cannot read");
     // At most 33 levels: each halves a count of up to 2^32.
     if (headerBytes < kFixedHeaderBytes || headerBytes > kFixedHeaderBytes + 12 * 33 + kMaxNameBytes)
-        return fail("has an inconsistent header");
+        return fail("has a header length of " + std::to_string(headerBytes) + " bytes, which no header has");
     if (headerBytes + kSumBytes > fileSize) return fail("is truncated");
 
     std::vector<unsigned char> head(headerBytes + kSumBytes);
@@ -99,7 +97,7 @@ bool Streamer3DGridReader::open(std::string const& path)
     if (XXH64(head.data(), headerBytes, 0) != sum_at(head.data() + headerBytes))
         return fail("has a checksum mismatch in the header");
     std::uint64_t histogramOffset = 0, bins = 0;
-    char const* why = nullptr;
+    std::string why;
     if (!decode_header(head.data(), headerBytes, histogramOffset, bins, why)) return fail(why);
 
     // The counts passed the checksum; the file must hold what they say
@@ -107,7 +105,7 @@ bool Streamer3DGridReader::open(std::string const& path)
     std::uint64_t const tableAt = headerBytes + kSumBytes, dataAt = data_start();
     if (dataAt > fileSize) return fail("is truncated");
     if (histogramOffset < dataAt || histogramOffset > fileSize || bins > fileSize / 8)
-        return fail("has an inconsistent header");
+        return fail("has a histogram offset or bin count that its file does not hold");
     std::uint64_t const expected = histogramOffset + bins * 8 + kSumBytes;
     if (fileSize < expected) return fail("is truncated");
     if (fileSize > expected) return fail("has unexpected bytes past its end");

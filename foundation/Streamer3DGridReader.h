@@ -73,9 +73,9 @@ public:
     bool is_loading_data() override;
 
 private:
-    friend std::shared_ptr<Streamer3DGridReader> open_3dgrid_reader(std::string const& path);
+    friend std::shared_ptr<Streamer3DGridReader> open_3dgrid_reader(std::string const& path, std::string* why);
     Streamer3DGridReader() = default;
-    bool open(std::string const& path);
+    bool open(std::string const& path, std::string* why);
     // Reads, checks and decodes one brick; false with a log line.
     bool read_brick(BrickKey const& key, std::vector<char>& data) const;
     // Under the lock: the brick has arrived (data) or failed (null).
@@ -113,7 +113,9 @@ private:
 
 // Opens the file and puts its reader on the streaming thread. Null with a
 // log line when the file is missing, cut short, not a brick file, or its
-// header, table or histogram is damaged.
-std::shared_ptr<Streamer3DGridReader> open_3dgrid_reader(std::string const& path);
+// header, table or histogram is damaged or makes no sense; `why` then gets
+// the reason in words that follow the file's name ("has a checksum mismatch
+// in the header").
+std::shared_ptr<Streamer3DGridReader> open_3dgrid_reader(std::string const& path, std::string* why = nullptr);
 
 } // namespace Tolmar

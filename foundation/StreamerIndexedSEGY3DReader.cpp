@@ -29,34 +29,35 @@ std::atomic<std::thread::id> g_streamingThread{};
 } // namespace
 
 std::shared_ptr<StreamerIndexedSEGY3DReader> open_indexed_segy3d_reader(std::string const& segyPath,
-                                                                        std::string const& indexPath)
+                                                                        std::string const& indexPath,
+                                                                        std::string* why, std::string* whyFile)
 {
     CompressedIndex index;
-    if (!index.read(indexPath)) return nullptr; // read() tells why
-    return open_indexed_segy3d_reader(segyPath, index);
+    if (whyFile) *whyFile = indexPath;
+    if (!index.read(indexPath, why)) return nullptr; // read() tells why
+    if (whyFile) *whyFile = segyPath;
+    return open_indexed_segy3d_reader(segyPath, index, why);
 }
 
 std::shared_ptr<StreamerIndexedSEGY3DReader> open_indexed_segy3d_reader(std::string const& segyPath,
-                                                                        CompressedIndex const& index)
+                                                                        CompressedIndex const& index,
+                                                                        std::string* whyNot)
 {
+    auto fail = [&](std::string const& why) {
+        Util::logf("StreamerIndexedSEGY3DReader: '%s' %s\n", segyPath.c_str(), why.c_str());
+        if (whyNot) *whyNot = why;
+        return nullptr;
+    };
     SampleCoding coding;
-    if (!sample_coding_for_format(index.header.format, index.header.ibmFloat, coding) || index.header.nSamples <= 0) {
-        Util::logf("StreamerIndexedSEGY3DReader: the index of '%s' gives format %d with %d samples\n",
-                   segyPath.c_str(), index.header.format, index.header.nSamples);
-        return nullptr;
-    }
+    if (!sample_coding_for_format(index.header.format, index.header.ibmFloat, coding) || index.header.nSamples <= 0)
+        return fail("has an index that gives format " + std::to_string(index.header.format) + " with " +
+                    std::to_string(index.header.nSamples) + " samples");
     std::error_code ec;
-    if (!std::filesystem::is_regular_file(segyPath, ec)) {
-        Util::logf("StreamerIndexedSEGY3DReader: '%s' is not a file\n", segyPath.c_str());
-        return nullptr;
-    }
+    if (!std::filesystem::is_regular_file(segyPath, ec)) return fail("is not a file");
     // A plain stream, not a mapping: a reader sweeps whole surveys, and every
     // page a mapping touches stays in the process's resident memory.
     std::unique_ptr<std::istream> stream = std::make_unique<std::ifstream>(segyPath, std::ios::binary);
-    if (!stream || !*stream) {
-        Util::logf("StreamerIndexedSEGY3DReader: cannot open '%s'\n", segyPath.c_str());
-        return nullptr;
-    }
+    if (!stream || !*stream) return fail("cannot be opened");
     auto reader = std::make_shared<StreamerIndexedSEGY3DReader>(StreamerIndexedSEGY3DReader::Opening{}, segyPath,
                                                                 index, std::move(stream));
     StreamerManager::get_instance().add_streamer(reader);

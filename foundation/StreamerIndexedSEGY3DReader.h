@@ -34,12 +34,18 @@ class StreamerIndexedSEGY3DReader;
 // Open a reader on the SEG-Y file with its index, read from an index file or
 // copied from memory, and start it on the streaming thread. Null with a log
 // line when the SEG-Y file is missing or not a regular file, the index file
-// is missing or damaged, or the index names a sample format no reader knows.
+// is missing or damaged, or the index names a sample format no reader knows;
+// `why` then gets the reason in words that follow the name of the file at
+// fault, which `whyFile` gets. A SEG-Y file cut short after indexing still
+// opens: its missing traces fail one by one as they are asked for.
 // The reader closes its file when its last user lets go.
 std::shared_ptr<StreamerIndexedSEGY3DReader> open_indexed_segy3d_reader(std::string const& segyPath,
-                                                                        std::string const& indexPath);
+                                                                        std::string const& indexPath,
+                                                                        std::string* why = nullptr,
+                                                                        std::string* whyFile = nullptr);
 std::shared_ptr<StreamerIndexedSEGY3DReader> open_indexed_segy3d_reader(std::string const& segyPath,
-                                                                        CompressedIndex const& index);
+                                                                        CompressedIndex const& index,
+                                                                        std::string* why = nullptr);
 
 class StreamerIndexedSEGY3DReader : public StreamerBase {
     // Only the open function builds readers: a reader must be on the streaming thread to answer.
@@ -47,7 +53,8 @@ class StreamerIndexedSEGY3DReader : public StreamerBase {
         explicit Opening() = default;
     };
     friend std::shared_ptr<StreamerIndexedSEGY3DReader> open_indexed_segy3d_reader(std::string const&,
-                                                                                   CompressedIndex const&);
+                                                                                   CompressedIndex const&,
+                                                                                   std::string*);
 
 public:
     StreamerIndexedSEGY3DReader(Opening, std::string path, CompressedIndex const& index,

@@ -88,11 +88,22 @@ void SEGYreader3D::calculateNavi()
                                 trans_.y0 + trans_.yInl * inl + trans_.yCrl * crl},
                                z});
     };
-    // Wide counters: a range may end near the largest int.
-    for (long long crl = r.crlStart; crl < r.crlStop; crl += r.crlStep) add(r.inlStart, crl);
-    for (long long inl = r.inlStart; inl < r.inlStop; inl += r.inlStep) add(inl, r.crlStop);
-    for (long long crl = r.crlStop; crl > r.crlStart; crl -= r.crlStep) add(r.inlStop, crl);
-    for (long long inl = r.inlStop; inl >= r.inlStart; inl -= r.inlStep) add(inl, r.crlStart);
+    // Wide counters: a range may end near the largest int. The edges are
+    // straight, so a survey whose span of line numbers far exceeds its
+    // traces (one garbage header number can do that) gets no more points
+    // per edge than it has traces; the corners stay.
+    long long const most = std::max(1LL, traceIndex_.num_traces());
+    auto const stride = [most](long long from, long long to, long long step) {
+        long long const lines = (to - from) / step;
+        return lines > most ? (lines + most - 1) / most * step : step;
+    };
+    long long const crlStride = stride(r.crlStart, r.crlStop, r.crlStep);
+    long long const inlStride = stride(r.inlStart, r.inlStop, r.inlStep);
+    for (long long crl = r.crlStart; crl < r.crlStop; crl += crlStride) add(r.inlStart, crl);
+    for (long long inl = r.inlStart; inl < r.inlStop; inl += inlStride) add(inl, r.crlStop);
+    for (long long crl = r.crlStop; crl > r.crlStart; crl -= crlStride) add(r.inlStop, crl);
+    for (long long inl = r.inlStop; inl > r.inlStart; inl -= inlStride) add(inl, r.crlStart);
+    add(r.inlStart, r.crlStart);
 }
 
 int SEGYreader3D::skipInitial(std::ifstream* stream)

@@ -80,6 +80,11 @@ public:
     void setYVerify(std::pair<double, double> limits) { yVerify_ = limits; }
     // Forbids skipping unwanted inlines by hops (files whose traces differ in length).
     void setVariableTrace(bool on) { variableTrace_ = on; }
+    // A sorted file's scan stops at the first inline past the wanted range
+    // and hops over those before it. On, every trace outside the range is
+    // passed over by itself instead: a range that cuts off garbage header
+    // numbers must not end the scan at the first of them.
+    void setPassOverUnwanted(bool on) { passOverUnwanted_ = on; }
     void setNavigationType(NavigationType type) { navigationType_ = type; }
 
     // How the last scan made the affine grid.
@@ -216,6 +221,7 @@ protected:
     std::pair<double, double> xVerify_{0.0, 0.0};
     std::pair<double, double> yVerify_{0.0, 0.0};
     bool variableTrace_ = false;
+    bool passOverUnwanted_ = false;
     std::vector<bool> selected_;
     NavigationType navigationType_ = NavRectangle;
     std::shared_ptr<MultiPolygon<double>> multiPoly_;

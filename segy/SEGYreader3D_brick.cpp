@@ -8,6 +8,7 @@
 #include "foundation/Streamer3DGridLowLevelWriter.h"
 #include "foundation/log.h"
 #include "foundation/rescale.h"
+#include "foundation/survey_checks.h"
 #include "segy/SEGYreader3D.h"
 #include "segy/TraceWindowReader.h"
 
@@ -65,6 +66,14 @@ int SEGYreader3D::read_brick(std::string const& folder, std::string const& name,
     IRange const& ir = iRange_;
     if (ir.inlStep < 1 || ir.crlStep < 1 || !(dRange_.zStep > 0.0)) {
         Util::logc("read_brick: the survey has not been scanned");
+        return 0;
+    }
+    // A few garbage line numbers stretch the grid far beyond the traces;
+    // its bricks would be written, and held, for nothing.
+    long long const cells = line_count(ir.inlStart, ir.inlStop, ir.inlStep) * line_count(ir.crlStart, ir.crlStop, ir.crlStep);
+    if (grid_absurd(cells, traceIndex_.num_traces())) {
+        Util::logf("read_brick: a grid of %lld cells for %lld traces; narrow the inline and crossline ranges\n", cells,
+                   traceIndex_.num_traces());
         return 0;
     }
     double const samples = std::trunc((dRange_.zMax - dRange_.zMin) / dRange_.zStep + 1.5);

@@ -362,6 +362,10 @@ int SEGYreader3D::Walk::walkFile()
                       << ") does not match # of samples in trace header: " << h.ns << std::endl;
             return -1;
         }
+        // Before the steps are learnt from it: a garbage number would set them.
+        if (r_.passOverUnwanted_ && (h.inl < wanted.start || h.inl > wanted.stop || h.crl < r_.crlRange_.start ||
+                                     h.crl > r_.crlRange_.stop))
+            continue;
         learnSteps(h);
 
         if (h.inl < wanted.start) {

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <limits>
 
 #include "foundation/Ma.h"
 #include "foundation/Streamer3DGridReader.h"
 #include "foundation/StreamerIndexedSEGY3DReader.h"
 #include "foundation/log.h"
+#include "foundation/sample_decode.h"
 #include "foundation/slices.h"
 #include "segy/SeismicCubeManager.h"
 
@@ -25,9 +27,11 @@ int bytes_per_sample(Info3DGrid::eDataType type)
 
 Seismic3DTraceReader::Seismic3DTraceReader(std::string const& brickPath)
 {
-    brickReader = SeismicCubeManager::getInstance().get_brick_reader(brickPath);
+    errorFile_ = brickPath;
+    brickReader = SeismicCubeManager::getInstance().get_brick_reader(brickPath, &error_);
     valid_ = brickReader != nullptr;
     if (!valid_) return;
+    error_.clear();
     SEGYCubeInfo const& info = brickReader->info;
     inlStart = info.inlineRange[0];
     inlStop = info.inlineRange[1];
@@ -49,9 +53,34 @@ Seismic3DTraceReader::Seismic3DTraceReader(std::string const& brickPath)
 
 Seismic3DTraceReader::Seismic3DTraceReader(std::string const& segyPath, std::string const& indexPath)
 {
-    indexedReader = open_indexed_segy3d_reader(segyPath, indexPath);
+    CompressedIndex index;
+    errorFile_ = indexPath;
+    if (!index.read(indexPath, &error_)) return;
+    error_ = index.description_problem();
+    if (!error_.empty()) {
+        error_ = "has a header in which " + error_;
+        Util::logf("Seismic3DTraceReader: '%s' %s\n", indexPath.c_str(), error_.c_str());
+        return;
+    }
+    errorFile_ = segyPath;
+    // The index must be this file's: a file that cannot hold its traces is
+    // another, or was cut short since.
+    SampleCoding coding;
+    sample_coding_for_format(index.header.format, index.header.ibmFloat, coding);
+    long long const traceBytes = 240 + static_cast<long long>(index.header.nSamples) * sample_bytes(coding);
+    std::error_code ec;
+    auto const size = static_cast<long long>(std::filesystem::file_size(segyPath, ec));
+    long long const holds = ec ? 0 : std::max(0LL, size - 3600) / traceBytes;
+    if (!ec && index.num_traces() > holds) {
+        error_ = "holds " + std::to_string(holds) + " traces, fewer than the " + std::to_string(index.num_traces()) +
+                 " of its index " + indexPath;
+        Util::logf("Seismic3DTraceReader: '%s' %s\n", segyPath.c_str(), error_.c_str());
+        return;
+    }
+    indexedReader = open_indexed_segy3d_reader(segyPath, index, &error_);
     valid_ = indexedReader != nullptr;
     if (!valid_) return;
+    error_.clear();
     IndexedSEGYHeader const& h = indexedReader->header();
     inlStart = h.inlStart;
     inlStop = h.inlStop;
@@ -153,8 +182,10 @@ bool Seismic3DTraceReader::indexed_line(int line, bool isInline, std::vector<flo
     int const start = isInline ? crlStart : inlStart, stop = isInline ? crlStop : inlStop;
     int const step = isInline ? crlStep : inlStep;
     std::vector<SampleKey> keys;
-    for (int n = start; n <= stop; n += step)
+    for (long long wide = start; wide <= stop; wide += step) {
+        int const n = static_cast<int>(wide);
         for (int k = 0; k < samples; ++k) keys.push_back(isInline ? SampleKey{line, n, k} : SampleKey{n, line, k});
+    }
     auto const along = [isInline](SampleKey const& p) { return isInline ? p.crl : p.inl; };
     return indexed_slice(
         keys, [&](SampleKey const& p, SampleKey const& q) { return std::pair(p.sample, along(p)) < std::pair(q.sample, along(q)); },
@@ -180,8 +211,9 @@ bool Seismic3DTraceReader::timeslice(double z, std::vector<float>& out)
     if (!indexedReader) return false;
     int const k = static_cast<int>((z - zStart) / zStep + 0.5);
     std::vector<SampleKey> keys;
-    for (int c = crlStart; c <= crlStop; c += crlStep)
-        for (int i = inlStart; i <= inlStop; i += inlStep) keys.push_back(SampleKey{i, c, k});
+    for (long long c = crlStart; c <= crlStop; c += crlStep)
+        for (long long i = inlStart; i <= inlStop; i += inlStep)
+            keys.push_back(SampleKey{static_cast<int>(i), static_cast<int>(c), k});
     return indexed_slice(
         keys, [](SampleKey const& p, SampleKey const& q) { return std::tie(p.crl, p.inl) < std::tie(q.crl, q.inl); },
         out);

@@ -34,6 +34,10 @@ public:
     static Seismic3DTraceReader* CreateSeismic3DTraceReader(host::IFeature const& feature);
 
     bool valid() const { return valid_; }
+    // Why a reader is not valid, in words that follow the name of the file
+    // at fault ("has a checksum mismatch in the header"), and that file.
+    std::string const& error() const { return error_; }
+    std::string const& error_file() const { return errorFile_; }
     float undef() override;
 
     int ninl() const { return (inlStop - inlStart) / inlStep + 1; }
@@ -96,6 +100,7 @@ private:
     bool indexed_line(int line, bool isInline, std::vector<float>& out);
 
     bool valid_ = false;
+    std::string error_, errorFile_;
 };
 
 } // namespace Tolmar

@@ -10,11 +10,12 @@ SeismicCubeManager& SeismicCubeManager::getInstance()
     return manager;
 }
 
-std::shared_ptr<Streamer3DGridReader> SeismicCubeManager::get_brick_reader(std::string const& path)
+std::shared_ptr<Streamer3DGridReader> SeismicCubeManager::get_brick_reader(std::string const& path, std::string* why)
 {
     platform::FileIdentity id;
     if (!platform::get_unique_file_identifier(path, id)) {
         Util::logf("SeismicCubeManager: !get_unique_file_identifier : %s\n", path.c_str());
+        if (why) *why = "cannot be opened";
         return nullptr;
     }
 
@@ -32,7 +33,7 @@ std::shared_ptr<Streamer3DGridReader> SeismicCubeManager::get_brick_reader(std::
 
     // A failed open is stored too, as an empty entry: the next request finds
     // it expired and tries again.
-    auto reader = open_3dgrid_reader(path);
+    auto reader = open_3dgrid_reader(path, why);
     readers_[id] = reader;
     Util::logf("SeismicCubeManager: created new reader : %s\n", path.c_str());
     return reader;

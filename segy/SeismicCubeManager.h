@@ -26,8 +26,9 @@ public:
 
     // The reader of the brick file at `path`: the one already open for the
     // same file, else a new one. Null with a log line when the file is
-    // missing or cannot be opened as a brick file. Any thread.
-    std::shared_ptr<Streamer3DGridReader> get_brick_reader(std::string const& path);
+    // missing or cannot be opened as a brick file; `why` then says why, as
+    // open_3dgrid_reader does. Any thread.
+    std::shared_ptr<Streamer3DGridReader> get_brick_reader(std::string const& path, std::string* why = nullptr);
 
 private:
     SeismicCubeManager() = default;

@@ -470,7 +470,7 @@ TEST(BrickFile, FloatBricksOfAnySizeReadBackBitForBit)
         std::string const path = dir.path("cube.tmf");
         vec<unsigned, 3> const total{{2 * size, size, size}};
         auto w = Tolmar::open_grid3d_low_level_writer();
-        ASSERT_TRUE(w->create(path, total, Info3DGrid::FLOAT, size, 1, -1, 1, std::nan(""), kInfo));
+        ASSERT_TRUE(w->create(path, total, Info3DGrid::FLOAT, size, 1, -1, 1, std::nan(""), Tolmar::SEGYCubeInfo{}));
         std::vector<Brick> bricks(2);
         for (unsigned id = 0; id < 2; ++id) {
             bricks[id].id = id;
