@@ -20,6 +20,8 @@ PACKAGES=(
   libpng-dev libcli11-dev
   # independent SEG-Y implementation: test oracle and benchmark peer
   python3 python3-segyio python3-numpy libsegyio-dev
+  # fuzzing the file readers: clang with libFuzzer and the sanitizer runtimes
+  clang libclang-rt-14-dev
 )
 
 missing=()

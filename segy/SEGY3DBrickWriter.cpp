@@ -171,7 +171,8 @@ bool SEGY3DBrickWriter::run()
             }
             // The last band's round also looks up where the next unit's traces are.
             std::vector<Column> const& fine = unit.bands[b].fine;
-            auto const [firstPair, lastPair] = unit.bands[b].pairRows;
+            // Plain names, not a structured binding: the lambdas below capture them.
+            int const firstPair = unit.bands[b].pairRows.first, lastPair = unit.bands[b].pairRows.second;
             std::size_t const pairTasks =
                 unit.coarse.empty() ? 0 : static_cast<std::size_t>((lastPair - firstPair + kPairRowsPerTask - 1) / kPairRowsPerTask);
             std::size_t nextTasks = 0;

@@ -1,0 +1,62 @@
+#!/usr/bin/env bash
+# Fuzzes the file readers with libFuzzer: the SEG-Y reader and scan, the
+# index reader and the brick reader.
+#   scripts/fuzz.sh [SECONDS_PER_TARGET] [TARGET...]
+# Builds build-fuzz with clang (AddressSanitizer and UBSan on), makes a seed
+# corpus of small surveys with the tool, and runs each target for the given
+# time (60 s unless told), corpora kept under build-fuzz/corpus. Exits
+# non-zero on the first finding; the input that shows it is left in
+# build-fuzz/findings.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+SECONDS_EACH="${1:-60}"
+shift || true
+TARGETS=("$@")
+[ ${#TARGETS[@]} -gt 0 ] || TARGETS=(fuzz_segy_scan fuzz_index fuzz_bricks)
+
+bash scripts/setup-deps.sh
+B=build-fuzz
+CC=clang CXX=clang++ cmake -S . -B "$B" -G Ninja -DTOLMAR_FUZZ=ON -DTOLMAR_BUILD_TESTS=OFF \
+  -DTOLMAR_BUILD_BENCH=OFF >/dev/null
+cmake --build "$B" -j"${JOBS:-2}" --target tolmar fuzz_segy_scan fuzz_index fuzz_bricks
+
+# Seeds: small surveys in every sample format and both byte orders, their
+# indexes and brick files. The index target reads its indexes against
+# seeds/base.sgy.
+SEEDS="$B/seeds"
+rm -rf "$SEEDS"
+mkdir -p "$SEEDS"/{segy,index,bricks} "$B/corpus" "$B/findings"
+export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=0}"
+T="$B/tolmar"
+"$T" synth "$SEEDS/base.sgy" --inlines 6 --crosslines 5 --samples 20 --format ieee >/dev/null
+"$T" import "$SEEDS/base.sgy" --index "$SEEDS/index/base.idx" --bricks "$SEEDS/bricks" --name base >/dev/null
+n=0
+for format in ibm ieee int32 int16 int8; do
+  for order in big little; do
+    n=$((n + 1))
+    extra=()
+    [ $((n % 3)) -eq 0 ] && extra+=(--irregular)
+    [ $((n % 4)) -eq 0 ] && extra+=(--sort crossline)
+    "$T" synth "$SEEDS/segy/s$n.sgy" --inlines 4 --crosslines 3 --samples 8 --format "$format" \
+      --byte-order "$order" --seed "$n" "${extra[@]}" >/dev/null
+  done
+done
+for storage in 8 16; do
+  "$T" import "$SEEDS/base.sgy" --bricks "$SEEDS/bricks" --name "base$storage" --storage "$storage" >/dev/null
+done
+export TOLMAR_FUZZ_SEGY="$PWD/$SEEDS/base.sgy"
+
+declare -A SEED_DIR=([fuzz_segy_scan]=segy [fuzz_index]=index [fuzz_bricks]=bricks)
+for t in "${TARGETS[@]}"; do
+  corpus="$B/corpus/$t"
+  mkdir -p "$corpus"
+  echo "== $t for ${SECONDS_EACH} s" >&2
+  "$B/tests/fuzz/$t" "$corpus" "$SEEDS/${SEED_DIR[$t]}" -max_total_time="$SECONDS_EACH" \
+    -rss_limit_mb=4096 -malloc_limit_mb=2048 -timeout=20 -max_len=65536 -print_final_stats=1 \
+    -artifact_prefix="$B/findings/$t-" 2>&1 | grep -E "^(#[0-9]+ +DONE|INFO: Seed|stat::|==[0-9]+==ERROR|SUMMARY|.*(deadly|crash|leak|timeout|oom))" || true
+  if [ "${PIPESTATUS[0]}" -ne 0 ]; then
+    echo "fuzz: $t found a fault; the input is in $B/findings" >&2
+    exit 1
+  fi
+done

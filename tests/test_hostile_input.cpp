@@ -1,0 +1,232 @@
+// Damaged and crafted files: headers whose checksums agree with nonsense,
+// and SEG-Y files with a garbage trace header. Each case is the smallest
+// input a fuzzer found to crash, abort or run away before the readers
+// checked what they read.
+
+#include <gtest/gtest.h>
+
+#include <xxhash.h>
+
+#include <chrono>
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <limits>
+
+#include "segy/SEGYreader3D.h"
+#include "segy_test_util.h"
+#include "tool_run.h"
+
+using namespace tolmar_test;
+
+namespace {
+
+std::vector<char> slurp(std::string const& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+void spill(std::string const& path, std::vector<char> const& bytes)
+{
+    std::ofstream(path, std::ios::binary | std::ios::trunc).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
+template <class T>
+void poke(std::vector<char>& bytes, std::size_t at, T v)
+{
+    std::memcpy(bytes.data() + at, &v, sizeof v);
+}
+
+// One field of a header changed and the header's checksum made to agree,
+// as a crafted file or one damaged before it was checksummed has it.
+struct Case {
+    char const* what;
+    std::size_t at;            // offset of the field
+    std::function<void(std::vector<char>&, std::size_t)> set;
+    char const* says;          // what the refusal says of it
+};
+
+template <class T>
+std::function<void(std::vector<char>&, std::size_t)> put(T v)
+{
+    return [v](std::vector<char>& b, std::size_t at) { poke(b, at, v); };
+}
+
+// A small survey, its index and brick file, written once for all tests.
+class HostileInput : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        dir = new ScratchDir;
+        ASSERT_EQ(tolmar("synth " + segy() + " --inlines 20 --crosslines 15 --samples 50 --format ieee").status, 0);
+        ASSERT_EQ(tolmar("import " + segy() + " --index " + index() + " --bricks " + dir->dir() + " --name cube").status, 0);
+    }
+    static void TearDownTestSuite()
+    {
+        delete dir;
+        dir = nullptr;
+    }
+    static std::string segy() { return dir->path("s.sgy"); }
+    static std::string index() { return dir->path("s.idx"); }
+    static std::string bricks() { return dir->path("cube.tmf"); }
+
+    static ScratchDir* dir;
+};
+
+ScratchDir* HostileInput::dir = nullptr;
+
+// A brick file's header: its length at offset 12, its checksum right after it.
+void brick_header_sum(std::vector<char>& b)
+{
+    std::uint32_t n;
+    std::memcpy(&n, b.data() + 12, 4);
+    poke(b, n, static_cast<std::uint64_t>(XXH64(b.data(), n, 0)));
+}
+
+// An index file's header: 220 bytes and their checksum; the survey record at 48.
+void index_header_sum(std::vector<char>& b) { poke(b, 220, static_cast<std::uint64_t>(XXH64(b.data(), 220, 0))); }
+
+} // namespace
+
+// The border once wrapped the brick size check and slicing read outside a
+// brick; steps of 0 divided by zero; line numbers of INT_MIN overflowed the
+// line counts. slice, histogram and render give the same one-line answer.
+TEST_F(HostileInput, BrickDescriptionsAreCheckedAfterTheChecksum)
+{
+    double const inf = std::numeric_limits<double>::infinity();
+    for (Case const& c : {
+             Case{"border 2^31", 24, put(std::uint32_t{0x80000000u}), "the border 2147483648 leaves no core in a brick of 36"},
+             Case{"brick size", 20, put(std::uint32_t{4096}), "the brick size 4096 is above 512"},
+             Case{"total size 0", 32, put(std::uint32_t{0}), "the total size along the crosslines is 0"},
+             Case{"inline step 0", 100, put(std::int32_t{0}), "the inline step is 0"},
+             Case{"crossline start INT_MIN", 104, put(std::int32_t{INT_MIN}), "the crossline range -2147483648..2028"},
+             Case{"inline start above stop", 92, put(std::int32_t{5000}), "the inline start 5000 is above its stop 1019"},
+             Case{"z step 0", 132, put(0.0), "the z step is 0"},
+             Case{"z start -inf", 116, put(-inf), "is not finite"},
+             Case{"more inlines than the cube", 96, put(std::int32_t{1020}), "the survey's 21 inlines exceed the cube's 20"},
+         }) {
+        SCOPED_TRACE(c.what);
+        std::vector<char> b = slurp(bricks());
+        c.set(b, c.at);
+        brick_header_sum(b);
+        std::string const path = dir->path("bad.tmf");
+        spill(path, b);
+        std::string const out = dir->path("out.raw");
+        for (std::string const& command : {"slice " + path + " --inline 1010 --raw " + out,
+                                           "histogram " + path + " --json",
+                                           "render " + path + " --inline 1010 --png " + dir->path("out.png")}) {
+            SCOPED_TRACE(command);
+            ToolRun const r = tolmar(command);
+            EXPECT_EQ(r.status, 1);
+            EXPECT_EQ(r.err.rfind("tolmar: " + path + ": has a header in which ", 0), 0u) << r.err;
+            EXPECT_NE(r.err.find(c.says), std::string::npos) << r.err;
+            EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
+            EXPECT_TRUE(r.out.empty());
+        }
+        EXPECT_FALSE(std::filesystem::exists(out));
+    }
+}
+
+// Negative and enormous counts once aborted `slice` with an uncaught
+// length_error or bad_alloc.
+TEST_F(HostileInput, IndexDescriptionsAreCheckedAfterTheChecksum)
+{
+    std::size_t const record = 48;
+    for (Case const& c : {
+             Case{"inline step 0", record + 76, put(std::int32_t{0}), "the inline step is 0"},
+             Case{"crossline step -1", record + 88, put(std::int32_t{-1}), "the crossline step is -1"},
+             Case{"inline start INT_MIN", record + 68, put(std::int32_t{INT_MIN}), "the inline range -2147483648..1019"},
+             Case{"inline start above stop", record + 68, put(std::int32_t{1500}), "the inline start 1500 is above its stop"},
+             Case{"z start above stop", record + 92, put(65536.0), "the z start 65536 is above its stop 196"},
+             Case{"z start -inf", record + 92, put(-std::numeric_limits<double>::infinity()), "is not finite"},
+             Case{"z start -2147483649", record + 92, put(-2147483649.0), "holds more than 1048576 samples"},
+             Case{"crossline stop far out", record + 84, put(std::int32_t{2000000}), "make a grid of"},
+             Case{"samples", record + 4, put(std::int32_t{0}), "the sample count 0"},
+         }) {
+        SCOPED_TRACE(c.what);
+        std::vector<char> b = slurp(index());
+        c.set(b, c.at);
+        index_header_sum(b);
+        std::string const path = dir->path("bad.idx");
+        spill(path, b);
+        for (char const* choice : {"--inline 1010", "--crossline 2010", "--time 100"}) {
+            ToolRun const r = tolmar("slice " + segy() + " --index " + path + " " + std::string(choice) + " --raw " + dir->path("o.raw"));
+            EXPECT_EQ(r.status, 1);
+            EXPECT_EQ(r.err.rfind("tolmar: " + path + ": has a header in which ", 0), 0u) << r.err;
+            EXPECT_NE(r.err.find(c.says), std::string::npos) << r.err;
+            EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
+        }
+    }
+}
+
+// One trace whose inline (or crossline) reads 2147483647 once widened the
+// survey to two billion lines: the outline took memory without bound and
+// import ran for minutes. Now the tool stops at once and names the trace;
+// the range option cuts it off and the rest imports.
+TEST_F(HostileInput, OneGarbageTraceHeaderIsNamedAndCanBeCutOff)
+{
+    struct Garbage {
+        int byte;            // 189 inline, 193 crossline
+        char const* option;  // what the tool suggests
+        char const* keep;
+    };
+    for (Garbage const& g : {Garbage{189, "--inline-range", "1000 1019"}, Garbage{193, "--crossline-range", "2000 2028"}}) {
+        SCOPED_TRACE(g.option);
+        std::vector<char> b = slurp(segy());
+        long long const traceBytes = 240 + 50 * 4, at = 3600 + 37 * traceBytes + g.byte - 1;
+        for (int k = 0; k < 4; ++k) b[static_cast<std::size_t>(at + k)] = k == 0 ? '\x7f' : '\xff'; // big-endian INT_MAX
+        std::string const bad = dir->path("garbage.sgy");
+        spill(bad, b);
+
+        auto const t0 = std::chrono::steady_clock::now();
+        ToolRun const scan = tolmar("scan " + bad);
+        EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(20));
+        EXPECT_EQ(scan.status, 1);
+        EXPECT_NE(scan.err.find("tolmar: " + bad + ": trace 38 (header at byte " + std::to_string(at - g.byte + 1) +
+                                ") has inline "),
+                  std::string::npos)
+            << scan.err;
+        EXPECT_NE(scan.err.find(std::string(g.option) + " " + g.keep), std::string::npos) << scan.err;
+        ToolRun const import = tolmar("import " + bad + " --index " + dir->path("g.idx") + " --bricks " + dir->dir() +
+                                      " --name g --force");
+        EXPECT_EQ(import.status, 1);
+        EXPECT_FALSE(std::filesystem::exists(dir->path("g.tmf")));
+
+        ToolRun const cut = tolmar("import " + bad + " " + g.option + " " + g.keep + " --index " + dir->path("g.idx") +
+                                   " --bricks " + dir->dir() + " --name g --force --json");
+        ASSERT_EQ(cut.status, 0) << cut.err;
+        CPLJSONObject const o = json_of(cut);
+        EXPECT_EQ(numbers(o, "inline"), (std::vector<double>{1000, 1019, 1}));
+        EXPECT_EQ(numbers(o, "crossline"), (std::vector<double>{2000, 2028, 2}));
+        EXPECT_EQ(tolmar("slice " + dir->path("g.tmf") + " --inline 1001 --raw " + dir->path("g.raw") + " --force").status, 0);
+        std::filesystem::remove(dir->path("g.tmf"));
+    }
+}
+
+// The library itself, without the tool's guard: the outline is bounded by
+// the traces present and the brick writer refuses the absurd grid.
+TEST_F(HostileInput, TheLibraryBoundsWorkByTheTracesPresent)
+{
+    std::vector<char> b = slurp(segy());
+    long long const at = 3600 + 37 * (240 + 50 * 4) + 188;
+    for (int k = 0; k < 4; ++k) b[static_cast<std::size_t>(at + k)] = k == 0 ? '\x7f' : '\xff';
+    std::string const bad = dir->path("garbage.sgy");
+    spill(bad, b);
+
+    Tolmar::SEGYreader3D reader;
+    reader.setFile(bad);
+    reader.setIbmFloat(false);
+    reader.setInlRange(-2147483647, 2147483647, 1);
+    reader.setCrlRange(-2147483647, 2147483647, 1);
+    reader.setZRange(-1e9, 1e9, 1e-6);
+    Layout const l;
+    ASSERT_EQ(reader.scan(l.types, l.positions, false, false), 1);
+    EXPECT_LE(reader.navigation().size(), 4u * (300 + 2));
+    EXPECT_EQ(reader.read_brick(dir->dir() + "/", "absurd", l.types, l.positions, false), 0);
+    EXPECT_FALSE(std::filesystem::exists(dir->path("absurd.tmf")));
+}
