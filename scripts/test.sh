@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs every test: the normal build, then a build with
 # AddressSanitizer and UndefinedBehaviorSanitizer, then the threaded tests
-# under ThreadSanitizer.
-#   scripts/test.sh            all three
+# under ThreadSanitizer, then a short run of each fuzz target.
+#   scripts/test.sh            all four
 #   scripts/test.sh --no-asan  the normal build only
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -34,4 +34,7 @@ if [ "${1:-}" != "--no-asan" ]; then
   build build-tsan -DTOLMAR_TSAN=ON -DTOLMAR_BUILD_BENCH=OFF
   (cd build-tsan && TSAN_OPTIONS="${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1}" \
      ctest -j"$JOBS" --output-on-failure -R "$THREADED")
+
+  echo "== the file readers fuzzed for 20 s each" >&2
+  bash scripts/fuzz.sh 20
 fi
