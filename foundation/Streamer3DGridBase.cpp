@@ -9,12 +9,12 @@
 #include <immintrin.h>
 #endif
 #include <xxhash.h>
-
-#include "foundation/survey_checks.h"
 // For ZSTD_c_literalCompressionMode, which is used only when the library
 // that runs is the release these headers come from.
 #define ZSTD_STATIC_LINKING_ONLY
 #include <zstd.h>
+
+#include "foundation/survey_checks.h"
 
 namespace Tolmar {
 

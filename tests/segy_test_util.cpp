@@ -134,4 +134,9 @@ std::vector<char> readFile(std::string const& path)
     return std::vector<char>((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
 }
 
+void writeFile(std::string const& path, std::vector<char> const& bytes)
+{
+    std::ofstream(path, std::ios::binary | std::ios::trunc).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
 } // namespace tolmar_test

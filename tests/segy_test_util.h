@@ -121,5 +121,7 @@ int runOracle(std::string const& script, std::vector<std::string> const& args);
 
 // The whole content of a file.
 std::vector<char> readFile(std::string const& path);
+// Replaces the file's content with the bytes.
+void writeFile(std::string const& path, std::vector<char> const& bytes);
 
 } // namespace tolmar_test

@@ -282,11 +282,6 @@ std::size_t entryAt(std::vector<char> const& file, unsigned id)
     return headerBytes + 8 + 24 * std::size_t(id);
 }
 
-void writeBytes(std::string const& path, std::vector<char> const& bytes)
-{
-    std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-}
-
 // One brick fails its checksum, another its decompression; both are logged
 // and never delivered while the rest still are.
 TEST(BrickFile, DamagedBricksAreNeverDelivered)
@@ -314,7 +309,7 @@ TEST(BrickFile, DamagedBricksAreNeverDelivered)
     std::size_t const table = entryAt(file, 0), bricks = m.keys().size();
     sum = XXH64(file.data() + table, 24 * bricks, 0);
     std::memcpy(file.data() + table + 24 * bricks, &sum, 8);
-    writeBytes(path, file);
+    tolmar_test::writeFile(path, file);
 
     DebugCapture log;
     auto r = Tolmar::open_3dgrid_reader(path);
@@ -368,7 +363,7 @@ TEST(BrickFile, DamagedOrForeignFilesOpenNoReader)
     for (auto const& [what, bytes] : cases) {
         SCOPED_TRACE(what);
         std::string const path = dir.path("bad.tmf");
-        writeBytes(path, bytes);
+        tolmar_test::writeFile(path, bytes);
         DebugCapture log;
         EXPECT_FALSE(Tolmar::open_3dgrid_reader(path));
         EXPECT_NE(log.text().find("'" + path + "'"), std::string::npos) << log.text();

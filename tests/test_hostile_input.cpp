@@ -9,11 +9,9 @@
 
 #include <chrono>
 #include <climits>
-#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <limits>
 
@@ -24,17 +22,6 @@
 using namespace tolmar_test;
 
 namespace {
-
-std::vector<char> slurp(std::string const& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-void spill(std::string const& path, std::vector<char> const& bytes)
-{
-    std::ofstream(path, std::ios::binary | std::ios::trunc).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-}
 
 template <class T>
 void poke(std::vector<char>& bytes, std::size_t at, T v)
@@ -111,11 +98,11 @@ TEST_F(HostileInput, BrickDescriptionsAreCheckedAfterTheChecksum)
              Case{"more inlines than the cube", 96, put(std::int32_t{1020}), "the survey's 21 inlines exceed the cube's 20"},
          }) {
         SCOPED_TRACE(c.what);
-        std::vector<char> b = slurp(bricks());
+        std::vector<char> b = readFile(bricks());
         c.set(b, c.at);
         brick_header_sum(b);
         std::string const path = dir->path("bad.tmf");
-        spill(path, b);
+        writeFile(path, b);
         std::string const out = dir->path("out.raw");
         for (std::string const& command : {"slice " + path + " --inline 1010 --raw " + out,
                                            "histogram " + path + " --json",
@@ -149,11 +136,11 @@ TEST_F(HostileInput, IndexDescriptionsAreCheckedAfterTheChecksum)
              Case{"samples", record + 4, put(std::int32_t{0}), "the sample count 0"},
          }) {
         SCOPED_TRACE(c.what);
-        std::vector<char> b = slurp(index());
+        std::vector<char> b = readFile(index());
         c.set(b, c.at);
         index_header_sum(b);
         std::string const path = dir->path("bad.idx");
-        spill(path, b);
+        writeFile(path, b);
         for (char const* choice : {"--inline 1010", "--crossline 2010", "--time 100"}) {
             ToolRun const r = tolmar("slice " + segy() + " --index " + path + " " + std::string(choice) + " --raw " + dir->path("o.raw"));
             EXPECT_EQ(r.status, 1);
@@ -177,11 +164,11 @@ TEST_F(HostileInput, OneGarbageTraceHeaderIsNamedAndCanBeCutOff)
     };
     for (Garbage const& g : {Garbage{189, "--inline-range", "1000 1019"}, Garbage{193, "--crossline-range", "2000 2028"}}) {
         SCOPED_TRACE(g.option);
-        std::vector<char> b = slurp(segy());
+        std::vector<char> b = readFile(segy());
         long long const traceBytes = 240 + 50 * 4, at = 3600 + 37 * traceBytes + g.byte - 1;
         for (int k = 0; k < 4; ++k) b[static_cast<std::size_t>(at + k)] = k == 0 ? '\x7f' : '\xff'; // big-endian INT_MAX
         std::string const bad = dir->path("garbage.sgy");
-        spill(bad, b);
+        writeFile(bad, b);
 
         auto const t0 = std::chrono::steady_clock::now();
         ToolRun const scan = tolmar("scan " + bad);
@@ -212,11 +199,11 @@ TEST_F(HostileInput, OneGarbageTraceHeaderIsNamedAndCanBeCutOff)
 // the traces present and the brick writer refuses the absurd grid.
 TEST_F(HostileInput, TheLibraryBoundsWorkByTheTracesPresent)
 {
-    std::vector<char> b = slurp(segy());
+    std::vector<char> b = readFile(segy());
     long long const at = 3600 + 37 * (240 + 50 * 4) + 188;
     for (int k = 0; k < 4; ++k) b[static_cast<std::size_t>(at + k)] = k == 0 ? '\x7f' : '\xff';
     std::string const bad = dir->path("garbage.sgy");
-    spill(bad, b);
+    writeFile(bad, b);
 
     Tolmar::SEGYreader3D reader;
     reader.setFile(bad);
