@@ -5,6 +5,7 @@
 
 #include "foundation/SEGY3D_read_trace.h"
 #include "foundation/log.h"
+#include "foundation/survey_checks.h"
 #include "segy/SEGYreader3D.h"
 
 namespace Tolmar {
@@ -28,17 +29,19 @@ void SEGYreader3D::generate_histogram_for_index(IndexedSEGYHeader const& header,
 {
     bins.assign(65536, 0);
     if (header.inlStep < 1 || header.crlStep < 1) return;
-    int const nInl = (header.inlStop - header.inlStart) / header.inlStep + 1;
-    int const nCrl = (header.crlStop - header.crlStart) / header.crlStep + 1;
+    if (header.inlStart > header.inlStop || header.crlStart > header.crlStop) return;
+    // Wide: a range may span more lines than an int counts.
+    long long const nInl = line_count(header.inlStart, header.inlStop, header.inlStep);
+    long long const nCrl = line_count(header.crlStart, header.crlStop, header.crlStep);
     std::ifstream ifs(filename_, std::ios::binary);
     if (!ifs) {
         Util::logf("!ifs %s\n", filename_.c_str());
         return;
     }
-    int const n = std::min({nInl, nCrl, 50});
+    long long const n = std::min({nInl, nCrl, 50LL});
     if (n < 1) return;
-    long long const incInl = static_cast<long long>(nInl / n) * header.inlStep;
-    long long const incCrl = static_cast<long long>(nCrl / n) * header.crlStep;
+    long long const incInl = nInl / n * header.inlStep;
+    long long const incCrl = nCrl / n * header.crlStep;
     float const low = header.minAmplitude, high = header.maxAmplitude;
     std::vector<float> samples;
     for (long long inl = header.inlStart; inl <= header.inlStop; inl += incInl)

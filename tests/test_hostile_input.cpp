@@ -16,6 +16,7 @@
 #include <limits>
 
 #include "segy/SEGYreader3D.h"
+#include "segy/Seismic3DTraceReader.h"
 #include "segy_test_util.h"
 #include "tool_run.h"
 
@@ -216,4 +217,34 @@ TEST_F(HostileInput, TheLibraryBoundsWorkByTheTracesPresent)
     EXPECT_LE(reader.navigation().size(), 4u * (300 + 2));
     EXPECT_EQ(reader.read_brick(dir->dir() + "/", "absurd", l.types, l.positions, false), 0);
     EXPECT_FALSE(std::filesystem::exists(dir->path("absurd.tmf")));
+}
+
+// Fuzzer finding: inline numbers 1770258432 and -1044068903 in one survey
+// overflowed the line count of the index's histogram sample.
+TEST_F(HostileInput, LineSpansBeyondAnIntAreCountedWide)
+{
+    std::string const path = dir->path("wide.sgy");
+    ASSERT_EQ(tolmar("synth " + path + " --inlines 4 --crosslines 3 --samples 8 --format int32 --force").status, 0);
+    std::vector<char> b = readFile(path);
+    auto const inline_of = [&](int trace, std::int32_t v) {
+        std::size_t const at = 3600 + static_cast<std::size_t>(trace) * (240 + 8 * 4) + 188;
+        for (int k = 0; k < 4; ++k) b[at + static_cast<std::size_t>(k)] = static_cast<char>(static_cast<std::uint32_t>(v) >> (24 - 8 * k));
+    };
+    inline_of(5, 1770258432);
+    inline_of(7, -1044068903);
+    writeFile(path, b);
+
+    Tolmar::SEGYreader3D reader;
+    reader.setFile(path);
+    reader.setFallbackGrid(true);
+    reader.setInlRange(-2147483647, 2147483647, 1);
+    reader.setCrlRange(-2147483647, 2147483647, 1);
+    reader.setZRange(-1e9, 1e9, 1e-6);
+    Layout const l;
+    ASSERT_EQ(reader.scan(l.types, l.positions, false, true), 1);
+    EXPECT_EQ(reader.write_index(dir->path("wide.idx")), 1);
+    // The cube reader refuses the index: its grid is absurd for 12 traces.
+    Tolmar::Seismic3DTraceReader cube(path, dir->path("wide.idx"));
+    EXPECT_FALSE(cube.valid());
+    EXPECT_NE(cube.error().find("spans more than"), std::string::npos) << cube.error();
 }
