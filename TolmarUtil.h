@@ -49,6 +49,7 @@
 #include "segy/ISeismic3DTraceReader.h"
 #include "segy/Seismic3DTraceReader.h"
 #include "segy/cube_histogram.h"
+#include "segy/SEGYcoding.h"
 #include "segy/SEGYcube.h"
 #include "segy/SEGYreader.h"
 #include "segy/SEGY3DBrickWriter.h"
@@ -74,7 +75,7 @@
 #include "graphics/Seismic3DRenderer.h"
 #include "graphics/gl_start.h"
 #include "graphics/mat44.h"
-#include "platform/headless_gl.h"
+#include "graphics/headless_gl.h"
 
 // Geometry (TolmarUtil)
 #include "geometry/InterpolationArray.h"

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_data.h"
 #include "foundation/Streamer3DGridLowLevelWriter.h"
 
 namespace tolmar_bench {
@@ -55,6 +56,19 @@ inline bool makeCube(std::string const& path)
         w->add_bricks(bricks);
     }
     return w->finish();
+}
+
+// The main() of a benchmark program on the cube: --cube=PATH names another
+// cube file, which is written first when missing.
+inline int cube_main(char const* tool, int argc, char** argv)
+{
+    std::vector<char*> rest;
+    for (int i = 0; i < argc; ++i) {
+        std::string v;
+        if (take_flag(argv[i], "--cube", v)) gCube = v;
+        else rest.push_back(argv[i]);
+    }
+    return run_with_data(tool, gCube, makeCube, rest);
 }
 
 } // namespace tolmar_bench

@@ -24,7 +24,7 @@
 #include "graphics/GPUCubeMemoryLineHandler.h"
 #include "graphics/GPUCubeMemoryManager.h"
 #include "graphics/Seismic3DRenderer.h"
-#include "platform/headless_gl.h"
+#include "graphics/headless_gl.h"
 
 namespace {
 
@@ -147,13 +147,4 @@ BENCHMARK(BM_RenderFrame)->Arg(0)->Arg(1)->ArgName("time")->Unit(benchmark::kMil
 
 } // namespace
 
-int main(int argc, char** argv)
-{
-    std::vector<char*> rest;
-    for (int i = 0; i < argc; ++i) {
-        std::string v;
-        if (tolmar_bench::take_flag(argv[i], "--cube", v)) gCube = v;
-        else rest.push_back(argv[i]);
-    }
-    return tolmar_bench::run_with_data("bench_render", gCube, makeCube, rest);
-}
+int main(int argc, char** argv) { return tolmar_bench::cube_main("bench_render", argc, argv); }

@@ -131,13 +131,4 @@ BENCHMARK(BM_Crossline)->Arg(1)->Arg(0)->ArgName("cold")->Unit(benchmark::kMilli
 
 } // namespace
 
-int main(int argc, char** argv)
-{
-    std::vector<char*> rest;
-    for (int i = 0; i < argc; ++i) {
-        std::string v;
-        if (tolmar_bench::take_flag(argv[i], "--cube", v)) gCube = v;
-        else rest.push_back(argv[i]);
-    }
-    return tolmar_bench::run_with_data("bench_streaming", gCube, makeCube, rest);
-}
+int main(int argc, char** argv) { return tolmar_bench::cube_main("bench_streaming", argc, argv); }

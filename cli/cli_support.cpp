@@ -8,7 +8,6 @@
 #include <iostream>
 #include <unistd.h>
 
-#include "foundation/sample_decode.h"
 
 namespace tolmar_cli {
 
@@ -65,16 +64,6 @@ void HeaderPositions::add_options(CLI::App& cmd)
     byte("--delay-byte", delay, "delay recording time");
 }
 
-void HeaderPositions::fill(Tolmar::SEGYreader::Type* types, int* positions) const
-{
-    using R = Tolmar::SEGYreader;
-    int const p[R::SlotCount] = {17, inl, crl, scaler, x, y, delay, 69, 41};
-    R::Type const t[R::SlotCount] = {R::Integer32, R::Integer32, R::Integer32, R::Integer16, R::Integer32,
-                                     R::Integer32, R::Integer16, R::Integer16, R::Integer32};
-    std::copy(p, p + R::SlotCount, positions);
-    std::copy(t, t + R::SlotCount, types);
-}
-
 void Encoding::add_options(CLI::App& cmd)
 {
     cmd.add_option("--byte-order", byteOrder, "Byte order of the file")
@@ -85,62 +74,16 @@ void Encoding::add_options(CLI::App& cmd)
         ->check(CLI::IsMember({"auto", "ibm", "ieee"}));
 }
 
-namespace {
-
-bool readable_format(int format)
-{
-    Tolmar::SampleCoding coding;
-    return Tolmar::sample_coding_for_format(format, true, coding);
-}
-
-} // namespace
-
 void Encoding::detect(std::string const& path)
 {
-    std::ifstream s(path, std::ios::binary);
-    if (!s) fail(path, "cannot open the file");
-    unsigned char head[3600];
-    if (!s.read(reinterpret_cast<char*>(head), sizeof head)) fail(path, "too short for SEG-Y text and reel headers");
-
-    int const big = head[3224] << 8 | head[3225], little = head[3225] << 8 | head[3224];
-    if (byteOrder == "auto") {
-        if (readable_format(big)) littleEndian = false;
-        else if (readable_format(little)) littleEndian = true;
-        else fail(path, "the reel header's format code (" + std::to_string(big) + ") is not a SEG-Y sample format");
-    } else {
-        littleEndian = byteOrder == "little";
-    }
-    format = littleEndian ? little : big;
-    if (!readable_format(format))
-        fail(path, "format code " + std::to_string(format) + " is not a sample format this tool reads");
-    ibm = floatKind == "auto" ? format == 1 : floatKind == "ibm";
-
-    // Text headers are mostly blanks: 0x40 in EBCDIC, 0x20 in ASCII.
-    int ebcdicBlanks = 0, asciiBlanks = 0;
-    for (int i = 0; i < 3200; ++i) {
-        ebcdicBlanks += head[i] == 0x40;
-        asciiBlanks += head[i] == 0x20;
-    }
-    asciiText = asciiBlanks > ebcdicBlanks;
-}
-
-void Encoding::apply(Tolmar::SEGYreader& reader) const
-{
-    reader.setLittleEndian(littleEndian);
-    reader.setIbmFloat(ibm);
-    reader.setIsAscii(asciiText);
-}
-
-std::string format_name(int format, bool ibm)
-{
-    switch (format) {
-    case 1:
-    case 5: return ibm ? "ibm" : "ieee";
-    case 2: return "int32";
-    case 3: return "int16";
-    case 8: return "int8";
-    default: return "code " + std::to_string(format);
-    }
+    auto const order = byteOrder == "auto" ? Tolmar::SEGYByteOrder::Detect
+                       : byteOrder == "little" ? Tolmar::SEGYByteOrder::Little
+                                               : Tolmar::SEGYByteOrder::Big;
+    auto const kind = floatKind == "auto" ? Tolmar::SEGYFloatKind::Detect
+                      : floatKind == "ibm"  ? Tolmar::SEGYFloatKind::Ibm
+                                            : Tolmar::SEGYFloatKind::Ieee;
+    std::string why;
+    if (!Tolmar::detect_segy_coding(path, order, kind, coding, why)) fail(path, why);
 }
 
 double now_seconds()

@@ -1,11 +1,12 @@
 #pragma once
 // What the subcommands share: failing with one line, refusing to overwrite,
-// progress bars, SEG-Y header positions and the detection of byte order and
+// progress bars, and the options of SEG-Y header positions, byte order and
 // float kind.
 
 #include <functional>
 #include <string>
 
+#include "segy/SEGYcoding.h"
 #include "segy/SEGYreader.h"
 
 namespace CLI {
@@ -40,34 +41,22 @@ private:
     int percent_ = -1;
 };
 
-// Byte positions (counted from 1) of the header words a 3D survey needs.
-// The library keeps no defaults; these are SEG-Y revision 1's.
-struct HeaderPositions {
-    int inl = 189, crl = 193, x = 181, y = 185, scaler = 71, delay = 109;
-
+// The header positions of SEG-Y revision 1, as options.
+struct HeaderPositions : Tolmar::SEGYHeaderPositions {
     void add_options(CLI::App& cmd);
-    // The reader's nine slots: shot point 17, the words above, depth scaler 69, depth 41.
-    void fill(Tolmar::SEGYreader::Type* types, int* positions) const;
 };
 
-// How a file's samples are coded. Detected unless forced.
+// How a file's samples are coded: detected unless forced by the options.
 struct Encoding {
     std::string byteOrder = "auto"; // auto, big, little
     std::string floatKind = "auto"; // auto, ibm, ieee
-    bool littleEndian = false, ibm = true;
-    bool asciiText = false;
-    int format = 0;
+    Tolmar::SEGYCoding coding;
 
     void add_options(CLI::App& cmd);
-    // Reads the text and reel headers of path: the byte order under which the
-    // format code is one this library reads, IBM for code 1 and IEEE for 5,
-    // the text header's character set. Fails with a line naming the file.
+    // Fails with a line naming the file when the coding cannot be learnt.
     void detect(std::string const& path);
-    void apply(Tolmar::SEGYreader& reader) const;
+    void apply(Tolmar::SEGYreader& reader) const { coding.apply(reader); }
 };
-
-// A name for the sample format code.
-std::string format_name(int format, bool ibm);
 
 // Seconds since a point of std::chrono::steady_clock, as a double.
 double seconds_since(double start);

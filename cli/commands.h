@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/slice_choice.h"
 #include "cli/survey_scan.h"
 
 namespace CLI {
@@ -49,7 +50,7 @@ struct CubeArgs {
 
 struct SliceRequest {
     CubeArgs cube;
-    enum Kind { Inline, Crossline, Time } kind = Inline;
+    SliceKind kind = SliceKind::Inline;
     double position = 0; // line number, or z in ms
     std::string png, raw;
     std::vector<float> range; // empty: the effective range

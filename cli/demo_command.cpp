@@ -72,9 +72,9 @@ void run_demo(std::string const& dir)
     slice.scale = 2;
     std::vector<std::string> pictures;
     for (auto const& [kind, position, name] :
-         {std::tuple{SliceRequest::Inline, double(inl), "inline.png"},
-          std::tuple{SliceRequest::Crossline, double(crl), "crossline.png"},
-          std::tuple{SliceRequest::Time, z, "timeslice.png"}}) {
+         {std::tuple{SliceKind::Inline, double(inl), "inline.png"},
+          std::tuple{SliceKind::Crossline, double(crl), "crossline.png"},
+          std::tuple{SliceKind::Time, z, "timeslice.png"}}) {
         slice.kind = kind;
         slice.position = position;
         slice.png = in(name);

@@ -71,8 +71,8 @@ void run_info(InfoArgs& a)
     if (a.trace >= traces) fail(a.path, "has no trace " + std::to_string(a.trace) + " (" + std::to_string(traces) + " traces)");
     std::list<std::string> const text = reader.EBCDICheader();
 
-    std::string const formatText = format_name(format, a.encoding.ibm);
-    std::string const order = a.encoding.littleEndian ? "little" : "big";
+    std::string const formatText = Tolmar::segy_format_name(format, a.encoding.coding.ibmFloat);
+    std::string const order = a.encoding.coding.littleEndian ? "little" : "big";
     if (a.json) {
         std::string lines;
         for (auto const& l : text) lines += printable(l) + "\n";
@@ -88,7 +88,7 @@ void run_info(InfoArgs& a)
                          .add_text("format", formatText)
                          .add("format_code", format)
                          .add_text("byte_order", order)
-                         .add_text("text_encoding", a.encoding.asciiText ? "ascii" : "ebcdic")
+                         .add_text("text_encoding", a.encoding.coding.asciiText ? "ascii" : "ebcdic")
                          .add_text("text_header", lines)
                          .add("reel_header", reelObject.str())
                          .add("trace", static_cast<double>(a.trace))
@@ -97,7 +97,7 @@ void run_info(InfoArgs& a)
                   << "\n";
         return;
     }
-    std::cout << "Text header (" << (a.encoding.asciiText ? "ASCII" : "EBCDIC") << "):\n";
+    std::cout << "Text header (" << (a.encoding.coding.asciiText ? "ASCII" : "EBCDIC") << "):\n";
     for (auto const& l : text) std::cout << "  " << printable(l) << "\n";
     std::cout << "\nReel header:\n";
     for (auto const& [name, value] : reel) std::cout << "  " << name << ": " << value << "\n";

@@ -29,7 +29,7 @@
 #include "graphics/GPUCubeMemoryManager.h"
 #include "graphics/Seismic3DRenderer.h"
 #include "graphics/mat44.h"
-#include "platform/headless_gl.h"
+#include "graphics/headless_gl.h"
 
 namespace tolmar_cli {
 
@@ -84,7 +84,7 @@ SliceQuad slice_quad(RenderRequest const& r, Tolmar::Seismic3DTraceReader const&
     int const across[4] = {0, 1, 1, 0}, up[4] = {0, 0, 1, 1};
     SliceQuad q;
     double fixed = 0;
-    if (r.kind == RenderRequest::Time) {
+    if (r.kind == SliceKind::Time) {
         if (!(r.position >= cube.zStart && r.position <= cube.zStop))
             fail(r.cube, describe(r) + " ms lies outside z " + std::to_string(cube.zStart) + ".." +
                              std::to_string(cube.zStop));
@@ -92,7 +92,7 @@ SliceQuad slice_quad(RenderRequest const& r, Tolmar::Seismic3DTraceReader const&
         q.width = static_cast<int>(total[2]);
         q.height = static_cast<int>(total[1]);
     } else {
-        bool const isInline = r.kind == RenderRequest::Inline;
+        bool const isInline = r.kind == SliceKind::Inline;
         int const start = isInline ? cube.inlStart : cube.crlStart, stop = isInline ? cube.inlStop : cube.crlStop,
                   step = isInline ? cube.inlStep : cube.crlStep;
         int const index = line_index(r.position, start, stop, step);
@@ -106,9 +106,9 @@ SliceQuad slice_quad(RenderRequest const& r, Tolmar::Seismic3DTraceReader const&
     for (int i = 0; i < 4; ++i) {
         double const a = across[i], down = 1.0 - up[i];
         switch (r.kind) {
-        case RenderRequest::Inline: q.corner[i] = V3{{down, a, fixed}}; break;
-        case RenderRequest::Crossline: q.corner[i] = V3{{down, fixed, a}}; break;
-        case RenderRequest::Time: q.corner[i] = V3{{fixed, down, a}}; break;
+        case SliceKind::Inline: q.corner[i] = V3{{down, a, fixed}}; break;
+        case SliceKind::Crossline: q.corner[i] = V3{{down, fixed, a}}; break;
+        case SliceKind::Time: q.corner[i] = V3{{fixed, down, a}}; break;
         }
     }
     return q;

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "cli/slice_choice.h"
+
 namespace CLI {
 class App;
 }
@@ -15,7 +17,7 @@ void add_render_command(CLI::App& app);
 
 struct RenderRequest {
     std::string cube; // brick file
-    enum Kind { Inline, Crossline, Time } kind = Inline;
+    SliceKind kind = SliceKind::Inline;
     double position = 0;       // line number, or z in ms
     std::string png;
     int width = 0, height = 0; // 0: the slice's own size, one pixel a sample

@@ -16,18 +16,18 @@ void SliceChoice::add_options(CLI::App& cmd)
     c->excludes(t);
 }
 
-int SliceChoice::given(CLI::App const& cmd)
+SliceKind SliceChoice::given(CLI::App const& cmd)
 {
     if (cmd.count("--inline") + cmd.count("--crossline") + cmd.count("--time") != 1)
         throw CLI::RequiredError("one of --inline, --crossline and --time");
-    return cmd.count("--inline") ? 0 : cmd.count("--crossline") ? 1 : 2;
+    return cmd.count("--inline") ? SliceKind::Inline : cmd.count("--crossline") ? SliceKind::Crossline : SliceKind::Time;
 }
 
-std::string describe_slice(int kind, double position)
+std::string describe_slice(SliceKind kind, double position)
 {
     char const* const names[] = {"inline", "crossline", "time"};
     std::ostringstream s;
-    s << names[kind] << " " << position;
+    s << names[static_cast<int>(kind)] << " " << position;
     return s.str();
 }
 

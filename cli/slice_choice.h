@@ -9,6 +9,9 @@ class App;
 
 namespace tolmar_cli {
 
+// What a slice cuts along: the direction codes 0, 1 and 2 of the library.
+enum class SliceKind { Inline = 0, Crossline = 1, Time = 2 };
+
 struct SliceChoice {
     int inl = 0, crl = 0;
     double time = 0;
@@ -20,17 +23,16 @@ struct SliceChoice {
     template <class Request>
     void apply(CLI::App const& cmd, Request& r) const
     {
-        int const kind = given(cmd);
-        r.kind = static_cast<decltype(r.kind)>(kind);
-        r.position = kind == 0 ? inl : kind == 1 ? crl : time;
+        r.kind = given(cmd);
+        r.position = r.kind == SliceKind::Inline ? inl : r.kind == SliceKind::Crossline ? crl : time;
     }
 
 private:
-    static int given(CLI::App const& cmd);
+    static SliceKind given(CLI::App const& cmd);
 };
 
 // "inline 1005", "time 120".
-std::string describe_slice(int kind, double position);
+std::string describe_slice(SliceKind kind, double position);
 
 // The line's index in start..stop by step, or -1 when the range lacks it.
 int line_index(double line, int start, int stop, int step);

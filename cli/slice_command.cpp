@@ -50,7 +50,7 @@ std::vector<float> read_slice(Cube& cube, SliceRequest const& r, int& width, int
     std::vector<float> got, out;
     std::vector<Tolmar::TraceKey> keys;
     bool const bricks = r.cube.index.empty();
-    if (r.kind == SliceRequest::Time) {
+    if (r.kind == SliceKind::Time) {
         if (!(r.position >= cube.zStart && r.position <= cube.zStop))
             fail(r.cube.path, describe(r) + " ms lies outside z " + std::to_string(cube.zStart) + ".." +
                                   std::to_string(cube.zStop));
@@ -70,7 +70,7 @@ std::vector<float> read_slice(Cube& cube, SliceRequest const& r, int& width, int
             for (auto const& [key, v] : got_) out[static_cast<std::size_t>(crlIndex(key.crl)) * ni + inlIndex(key.inl)] = v;
         }
     } else {
-        bool const isInline = r.kind == SliceRequest::Inline;
+        bool const isInline = r.kind == SliceKind::Inline;
         int const start = isInline ? cube.inlStart : cube.crlStart, stop = isInline ? cube.inlStop : cube.crlStop,
                   step = isInline ? cube.inlStep : cube.crlStep;
         if (line_index(r.position, start, stop, step) < 0)

@@ -6,39 +6,30 @@
 #include <cstdio>
 #include <iostream>
 #include <map>
-#include <sstream>
 #include <utility>
 #include <vector>
 
 #include "cli/json.h"
 #include "foundation/survey_checks.h"
+#include "platform/last_error.h"
+#include "platform/user_output.h"
 
 namespace tolmar_cli {
 
 namespace {
 
-// Sends standard output into a string while alive: the scan reports its
-// problems there, and a --json consumer must see one object only.
-class CaptureStdout {
+// Takes the lines the readers address to their user while alive: a --json
+// consumer must see one object only, and the reason of a failure comes
+// through the last error instead.
+class QuietReaders {
 public:
-    CaptureStdout() : old_(std::cout.rdbuf(text_.rdbuf())) {}
-    ~CaptureStdout() { std::cout.rdbuf(old_); }
-    CaptureStdout(CaptureStdout const&) = delete;
-    CaptureStdout& operator=(CaptureStdout const&) = delete;
-
-    // The last line written, or fallback.
-    std::string last_line(std::string const& fallback) const
-    {
-        std::istringstream in(text_.str());
-        std::string line, last;
-        while (std::getline(in, line))
-            if (!line.empty()) last = line;
-        return last.empty() ? fallback : last;
-    }
+    QuietReaders() : old_(Tolmar::platform::set_output_sink([](std::string_view) {})) {}
+    ~QuietReaders() { Tolmar::platform::set_output_sink(std::move(old_)); }
+    QuietReaders(QuietReaders const&) = delete;
+    QuietReaders& operator=(QuietReaders const&) = delete;
 
 private:
-    std::ostringstream text_;
-    std::streambuf* old_;
+    Tolmar::platform::OutputSink old_;
 };
 
 } // namespace
@@ -248,9 +239,10 @@ double scan_survey(Tolmar::SEGYreader3D& reader, ScanRequest& request)
     {
         ProgressBar bar(request.full ? "scan (full)" : "scan");
         reader.setProgress(bar.callback());
-        CaptureStdout capture;
+        QuietReaders quiet;
+        Tolmar::platform::clear_last_error_info();
         result = reader.scan(types, positions, false, request.full);
-        said = capture.last_line("");
+        said = Tolmar::platform::take_last_error_info().value_or("");
         reader.setProgress({});
     }
     if (result != 1 && reader.nSamples() <= 0)

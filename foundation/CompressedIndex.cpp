@@ -13,6 +13,7 @@
 #include <xxhash.h>
 
 #include "foundation/log.h"
+#include "platform/last_error.h"
 #include "foundation/sample_decode.h"
 #include "foundation/survey_checks.h"
 
@@ -408,6 +409,7 @@ bool CompressedIndex::read(std::string const& path, std::string* whyNot)
 {
     auto fail = [&](std::string const& why) {
         Util::logf("CompressedIndex: '%s' %s\n", path.c_str(), why.c_str());
+        platform::set_last_error_info(path + ": " + why);
         if (whyNot) *whyNot = why;
         return false;
     };
@@ -415,7 +417,9 @@ bool CompressedIndex::read(std::string const& path, std::string* whyNot)
     if (!file) {
         int const error = errno;
         Util::logf("CompressedIndex: cannot open '%s' (%s)\n", path.c_str(), std::strerror(error));
-        if (whyNot) *whyNot = std::string("cannot be opened (") + std::strerror(error) + ")";
+        std::string const why = std::string("cannot be opened (") + std::strerror(error) + ")";
+        platform::set_last_error_info(path + ": " + why);
+        if (whyNot) *whyNot = why;
         return false;
     }
     struct stat st;

@@ -11,6 +11,7 @@
 
 #include "foundation/StreamerManager.h"
 #include "foundation/log.h"
+#include "platform/last_error.h"
 
 namespace Tolmar {
 
@@ -69,6 +70,7 @@ bool Streamer3DGridReader::open(std::string const& path, std::string* whyNot)
     path_ = path;
     auto fail = [&](std::string const& why) {
         Util::logf("Streamer3DGridReader: '%s' %s\n", path.c_str(), why.c_str());
+        platform::set_last_error_info(path + ": " + why);
         if (whyNot) *whyNot = why;
         return false;
     };

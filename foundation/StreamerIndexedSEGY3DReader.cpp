@@ -9,6 +9,7 @@
 #include "foundation/SEGY3D_read_trace.h"
 #include "foundation/StreamerManager.h"
 #include "foundation/log.h"
+#include "platform/last_error.h"
 #include "foundation/sample_decode.h"
 #include "platform/mapped_file.h"
 
@@ -45,6 +46,7 @@ std::shared_ptr<StreamerIndexedSEGY3DReader> open_indexed_segy3d_reader(std::str
 {
     auto fail = [&](std::string const& why) {
         Util::logf("StreamerIndexedSEGY3DReader: '%s' %s\n", segyPath.c_str(), why.c_str());
+        platform::set_last_error_info(segyPath + ": " + why);
         if (whyNot) *whyNot = why;
         return nullptr;
     };

@@ -10,6 +10,7 @@
 #include "graphics/GPUCubeMemoryManager.h"
 #include "graphics/gl_start.h"
 #include "graphics/layout_entry.h"
+#include "graphics/texture_3d.h"
 
 namespace Tolmar {
 
@@ -65,13 +66,7 @@ void GPUCubeMemoryDataSource::release()
 
 void GPUCubeMemoryDataSource::create_layout()
 {
-    glActiveTexture(GL_TEXTURE1);
-    if (layout_tex_ != ~0u) glDeleteTextures(1, &layout_tex_);
-    glGenTextures(1, &layout_tex_);
-    glBindTexture(GL_TEXTURE_3D, layout_tex_);
-    glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
-    glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
-    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+    layout_tex_ = new_texture_3d(GL_TEXTURE1, layout_tex_, GL_NEAREST);
     auto const& counts = reader_->get_level_counts();
     layout_.assign(counts.size(), {});
     for (std::size_t l = 0; l < counts.size(); ++l)
@@ -242,12 +237,7 @@ void GPUCubeMemoryDataSource::upload_layout()
 {
     auto const& counts = reader_->get_level_counts();
     if (counts.empty() || layout_tex_ == ~0u) return;
-    glActiveTexture(GL_TEXTURE1);
-    glDisable(GL_TEXTURE_1D);
-    glDisable(GL_TEXTURE_2D);
-    glEnable(GL_TEXTURE_3D);
-    check_gl_error(kPath, static_cast<unsigned>(__LINE__));
-    glBindTexture(GL_TEXTURE_3D, layout_tex_);
+    bind_texture_3d(GL_TEXTURE1, layout_tex_);
     check_gl_error(kPath, static_cast<unsigned>(__LINE__));
     glTexSubImage3D(GL_TEXTURE_3D, 0, 0, 0, 0, static_cast<GLsizei>(counts[0][0]), static_cast<GLsizei>(counts[0][1]),
                     static_cast<GLsizei>(counts[0][2]), GL_RGBA, GL_UNSIGNED_BYTE, layout_[0].data());

@@ -13,6 +13,7 @@
 #include "graphics/GPUCubeMemoryLineHandler.h"
 #include "graphics/cube_value_mapping.h"
 #include "graphics/gl_start.h"
+#include "graphics/texture_3d.h"
 
 namespace Tolmar {
 
@@ -163,13 +164,7 @@ GPUCubeMemoryManager::~GPUCubeMemoryManager()
 
 void GPUCubeMemoryManager::create_textures_for_data()
 {
-    glActiveTexture(GL_TEXTURE0);
-    if (data_tex_ != ~0u) glDeleteTextures(1, &data_tex_);
-    glGenTextures(1, &data_tex_);
-    glBindTexture(GL_TEXTURE_3D, data_tex_);
-    glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-    glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+    data_tex_ = new_texture_3d(GL_TEXTURE0, data_tex_, GL_LINEAR);
     glTexImage3D(GL_TEXTURE_3D, 0, GL_INTENSITY16F_ARB, static_cast<GLsizei>(gpu_mem_size_[0]),
                  static_cast<GLsizei>(gpu_mem_size_[1]), static_cast<GLsizei>(gpu_mem_size_[2]), 0, GL_LUMINANCE,
                  GL_FLOAT, nullptr);
@@ -274,12 +269,7 @@ void GPUCubeMemoryManager::upload_brick(unsigned type, std::vector<char> const& 
     freelist.pop_front();
     used_slots.insert(slot);
 
-    glActiveTexture(GL_TEXTURE0);
-    glDisable(GL_TEXTURE_1D);
-    glDisable(GL_TEXTURE_2D);
-    glEnable(GL_TEXTURE_3D);
-    check_gl_error(kPath, static_cast<unsigned>(__LINE__));
-    glBindTexture(GL_TEXTURE_3D, data_tex_);
+    bind_texture_3d(GL_TEXTURE0, data_tex_);
     check_gl_error(kPath, static_cast<unsigned>(__LINE__));
 
     std::size_t const cells = std::size_t(brick_size) * brick_size * brick_size;

@@ -13,6 +13,7 @@
 #include "graphics/GPUCubeMemorySeams.h"
 #include "graphics/cube_value_mapping.h"
 #include "graphics/gl_start.h"
+#include "graphics/texture_3d.h"
 #include "geometry/tri_box_overlap.h"
 
 namespace Tolmar {
@@ -152,16 +153,16 @@ std::set<BrickKey> Seismic3DRenderer::bricks_for_full_resolution(RenderConfig co
 
 void Seismic3DRenderer::render()
 {
-    // 1.
+    // The time of this frame, and the caller's matrix kept to be restored.
     prev_render_time = steady_tick_ms();
     glMatrixMode(GL_MODELVIEW);
     glPushMatrix();
     CHECK_GL_ERROR(kPath);
 
-    // 2.
+    // How much of the pool's normalised space the cube's samples fill.
     vec<double, 3> const range = valid_data_range();
 
-    // 3. One mesh from all geometry, cube coordinates scaled into the
+    // One mesh from all geometry, cube coordinates scaled into the
     // pool's normalised space.
     cubespace_indices.clear();
     merged_positions.clear();
@@ -186,27 +187,27 @@ void Seismic3DRenderer::render()
         cubespace_indices.resize(out);
     }
 
-    // 4. Kept for readers of get_frustum; selection goes by the geometry.
+    // The frustum, kept for readers of get_frustum; selection goes by the geometry.
     float modelview[16], projection[16];
     glGetFloatv(GL_MODELVIEW_MATRIX, modelview);
     glGetFloatv(GL_PROJECTION_MATRIX, projection);
     extract_frustum_planes(frustum, modelview, projection);
 
-    // 5.
+    // The mesh's cube coordinates as the pool's selection wants them.
     cubespace_vertices.resize(merged_coords.size());
     for (std::size_t i = 0; i < merged_coords.size(); ++i)
         cubespace_vertices[i].set(merged_coords[i][0], merged_coords[i][1], merged_coords[i][2]);
 
-    // 6. The pool's round works on this frame's geometry, so the bricks it
+    // The pool's round works on this frame's geometry, so the bricks it
     // uploads show in this very frame.
     if (grid_reader) pool().poke();
 
-    // 7.
+    // The tricubic program.
     CHECK_GL_ERROR(kPath);
     glUseProgram(program.program);
     CHECK_GL_ERROR(kPath);
 
-    // 8.-11. A program that never built draws the geometry untextured with
+    // Uniforms and the three textures. A program that never built draws the geometry untextured with
     // fixed-function state; so does a renderer without a cube.
     bool const textured = program.program != 0 && grid_reader && line_handler;
     if (textured) {
@@ -214,12 +215,12 @@ void Seismic3DRenderer::render()
         bind_textures();
     }
 
-    // 12.
+    // The mesh itself.
     glPolygonMode(GL_FRONT, GL_FILL);
     draw_geometry();
     CHECK_GL_ERROR(kPath);
 
-    // 13.
+    // The caller's state back as it was.
     glUseProgram(0);
     unbind_textures();
     glUseProgram(0);
@@ -274,7 +275,7 @@ void Seismic3DRenderer::set_uniforms(vec<double, 3> const& range)
 void Seismic3DRenderer::bind_textures()
 {
     GLuint const p = program.program;
-    // 9. The colour table.
+    // The colour table.
     CHECK_GL_ERROR(kPath);
     glActiveTexture(GL_TEXTURE2);
     glDisable(GL_TEXTURE_2D);
@@ -287,13 +288,9 @@ void Seismic3DRenderer::bind_textures()
     glUniform1i(glGetUniformLocation(p, "col_tab"), 2);
     CHECK_GL_ERROR(kPath);
 
-    // 10. The layout map: nearest, so that an entry is never blended with
+    // The layout map: nearest, so that an entry is never blended with
     // its neighbour's slot.
-    glActiveTexture(GL_TEXTURE1);
-    glDisable(GL_TEXTURE_1D);
-    glDisable(GL_TEXTURE_2D);
-    glEnable(GL_TEXTURE_3D);
-    glBindTexture(GL_TEXTURE_3D, line_handler->data_source()->layout_tex());
+    bind_texture_3d(GL_TEXTURE1, line_handler->data_source()->layout_tex());
     glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
     glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
     glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
@@ -302,14 +299,10 @@ void Seismic3DRenderer::bind_textures()
     glUniform1i(glGetUniformLocation(p, "layout_map"), 1);
     CHECK_GL_ERROR(kPath);
 
-    // 11. The pool. The tricubic filter is built on linear fetches; nearest
+    // The pool. The tricubic filter is built on linear fetches; nearest
     // turns it into a blocky preview.
     GLint const filter = render_config.linear_interpolation ? GL_LINEAR : GL_NEAREST;
-    glActiveTexture(GL_TEXTURE0);
-    glDisable(GL_TEXTURE_1D);
-    glDisable(GL_TEXTURE_2D);
-    glEnable(GL_TEXTURE_3D);
-    glBindTexture(GL_TEXTURE_3D, pool().data_tex());
+    bind_texture_3d(GL_TEXTURE0, pool().data_tex());
     glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_MIN_FILTER, filter);
     glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_MAG_FILTER, filter);
     glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);

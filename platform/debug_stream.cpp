@@ -1,41 +1,21 @@
 #include "platform/debug_stream.h"
 
-#include <cstdio>
-#include <mutex>
-#include <utility>
+#include "platform/sink_slot.h"
 
 namespace Tolmar::platform {
 
 namespace {
 
-std::mutex& sinkMutex()
+SinkSlot& slot()
 {
-    static std::mutex m;
-    return m;
-}
-
-DebugSink& currentSink()
-{
-    static DebugSink sink;
-    return sink;
+    static SinkSlot s(stderr);
+    return s;
 }
 
 } // namespace
 
-void debug_write(std::string_view text)
-{
-    std::lock_guard<std::mutex> lock(sinkMutex());
-    if (currentSink()) {
-        currentSink()(text);
-        return;
-    }
-    std::fwrite(text.data(), 1, text.size(), stderr);
-}
+void debug_write(std::string_view text) { slot().write(text); }
 
-DebugSink set_debug_sink(DebugSink sink)
-{
-    std::lock_guard<std::mutex> lock(sinkMutex());
-    return std::exchange(currentSink(), std::move(sink));
-}
+DebugSink set_debug_sink(DebugSink sink) { return slot().replace(std::move(sink)); }
 
 } // namespace Tolmar::platform

@@ -10,6 +10,8 @@
 
 #include "foundation/byte_order.h"
 #include "foundation/ibm_float.h"
+#include "platform/last_error.h"
+#include "platform/user_output.h"
 #include "foundation/sample_decode.h"
 #include "platform/mapped_file.h"
 #include "segy/EBCDICconverter.h"
@@ -272,7 +274,9 @@ bool SEGYreader::skipToLastTraceHeader(std::istream* s) const
 
 void SEGYreader::printInvalidFormat(int format) const
 {
-    std::cout << "Invalid format: " << format << std::endl;
+    std::string const line = "Invalid format: " + std::to_string(format);
+    platform::user_output(line);
+    platform::set_last_error_info(line);
 }
 
 bool SEGYreader::readReelHeader(std::istream* s)
@@ -321,9 +325,9 @@ bool SEGYreader::readReelHeader(std::istream* s)
         if (ns != t && orig == t) {
             ns = orig;
         } else if (ns != t) {
-            std::cout << "SEG-Y 2D import" << std::endl;
-            std::cout << "# of samples in reel header (" << ns
-                      << ") does not match original # of samples: " << orig << std::endl;
+            platform::user_output("SEG-Y 2D import");
+            platform::user_output("# of samples in reel header (" + std::to_string(ns) +
+                                  ") does not match original # of samples: " + std::to_string(orig));
         }
     }
     if (trustReelSampleCount_) {

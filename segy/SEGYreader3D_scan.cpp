@@ -5,7 +5,6 @@
 #include <cmath>
 #include <climits>
 #include <cstdlib>
-#include <iostream>
 
 #if defined(__x86_64__) || defined(__i386__)
 #include <x86intrin.h>
@@ -13,7 +12,9 @@
 
 #include "foundation/Ma.h"
 #include "foundation/log.h"
+#include "platform/last_error.h"
 #include "platform/mapped_file.h"
+#include "platform/user_output.h"
 #include "segy/SEGYreader3D.h"
 #include "segy/TraceRangeWorkers.h"
 
@@ -50,6 +51,15 @@ private:
 };
 
 bool near_zero(double v) { return v > -1e-6 && v < 1e-6; }
+
+// A failed scan says why to its user, under the import's title, and leaves
+// the reason where the caller reads it.
+void fail_line(std::string const& line)
+{
+    platform::user_output("SEG-Y 3D import");
+    platform::user_output(line);
+    platform::set_last_error_info(line);
+}
 
 // |a - b| without overflow: header words may hold any int.
 long long dist(int a, int b) { return std::llabs(static_cast<long long>(a) - b); }
@@ -351,15 +361,14 @@ int SEGYreader3D::Walk::walkFile()
         next_ = pos + r_.traceBytes();
 
         if (h.inl == prevInl_ && h.crl == prevCrl_) {
-            std::cout << "SEG-Y 3D import" << std::endl;
-            std::cout << "Multiple instances of crossline " << h.crl << "on inline " << h.inl << std::endl;
+            fail_line("Multiple instances of crossline " + std::to_string(h.crl) + "on inline " +
+                      std::to_string(h.inl));
             return -5;
         }
         r_.traceIndex_.add(h.inl, h.crl, pos);
         if (h.ns != r_.nSamples_ && !overruleSampleCount(h)) {
-            std::cout << "SEG-Y 3D import" << std::endl;
-            std::cout << "# of samples in reel header (" << r_.nSamples_
-                      << ") does not match # of samples in trace header: " << h.ns << std::endl;
+            fail_line("# of samples in reel header (" + std::to_string(r_.nSamples_) +
+                      ") does not match # of samples in trace header: " + std::to_string(h.ns));
             return -1;
         }
         // Before the steps are learnt from it: a garbage number would set them.

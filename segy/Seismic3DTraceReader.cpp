@@ -10,6 +10,7 @@
 #include "foundation/StreamerIndexedSEGY3DReader.h"
 #include "foundation/log.h"
 #include "foundation/sample_decode.h"
+#include "platform/last_error.h"
 #include "foundation/slices.h"
 #include "segy/SeismicCubeManager.h"
 
@@ -60,6 +61,7 @@ Seismic3DTraceReader::Seismic3DTraceReader(std::string const& segyPath, std::str
     if (!error_.empty()) {
         error_ = "has a header in which " + error_;
         Util::logf("Seismic3DTraceReader: '%s' %s\n", indexPath.c_str(), error_.c_str());
+        platform::set_last_error_info(indexPath + ": " + error_);
         return;
     }
     errorFile_ = segyPath;
@@ -75,6 +77,7 @@ Seismic3DTraceReader::Seismic3DTraceReader(std::string const& segyPath, std::str
         error_ = "holds " + std::to_string(holds) + " traces, fewer than the " + std::to_string(index.num_traces()) +
                  " of its index " + indexPath;
         Util::logf("Seismic3DTraceReader: '%s' %s\n", segyPath.c_str(), error_.c_str());
+        platform::set_last_error_info(segyPath + ": " + error_);
         return;
     }
     indexedReader = open_indexed_segy3d_reader(segyPath, index, &error_);

@@ -12,6 +12,17 @@ using Tolmar::Seismic3DTraceReader;
 
 namespace {
 
+thread_local std::string lastError;
+thread_local bool failed = false;
+
+// The reader of the call, its failure recorded for getCubeHistogramError.
+Seismic3DTraceReader const& checked(Seismic3DTraceReader const& reader)
+{
+    failed = !reader.valid();
+    if (failed) lastError = reader.error_file() + ": " + (reader.error().empty() ? "cannot be read" : reader.error());
+    return reader;
+}
+
 void sum_down(Seismic3DTraceReader const& reader, float* low, float* high, unsigned long long* bins, int nBins)
 {
     Util::logf("getBrickHistogram(%d)\n", nBins);
@@ -47,19 +58,19 @@ extern "C" {
 
 void getBrickHistogram(char const* path, float* low, float* high, unsigned long long* bins, int nBins)
 {
-    sum_down(Seismic3DTraceReader(str(path)), low, high, bins, nBins);
+    sum_down(checked(Seismic3DTraceReader(str(path))), low, high, bins, nBins);
 }
 
 void getIndexHistogram(char const* segyPath, char const* indexPath, float* low, float* high,
                        unsigned long long* bins, int nBins)
 {
-    sum_down(Seismic3DTraceReader(str(segyPath), str(indexPath)), low, high, bins, nBins);
+    sum_down(checked(Seismic3DTraceReader(str(segyPath), str(indexPath))), low, high, bins, nBins);
 }
 
 void getEffectiveRange(char const* path, float cutLow, float cutHigh, float* outLow, float* outHigh)
 {
     Util::logc("Entered Seismic3DTraceReader_getEffectiveRange()");
-    effective_range(Seismic3DTraceReader(str(path)), cutLow, cutHigh, outLow, outHigh);
+    effective_range(checked(Seismic3DTraceReader(str(path))), cutLow, cutHigh, outLow, outHigh);
     Util::logc("Leaving Seismic3DTraceReader_getEffectiveRange()");
 }
 
@@ -67,17 +78,20 @@ void getEffectiveRangeIndex(char const* segyPath, char const* indexPath, float c
                             float* outLow, float* outHigh)
 {
     Util::logc("Entered Seismic3DTraceReader_getEffectiveRangeIndex()");
-    effective_range(Seismic3DTraceReader(str(segyPath), str(indexPath)), cutLow, cutHigh, outLow, outHigh);
+    effective_range(checked(Seismic3DTraceReader(str(segyPath), str(indexPath))), cutLow, cutHigh, outLow, outHigh);
     Util::logc("Leaving Seismic3DTraceReader_getEffectiveRangeIndex()");
 }
 
 void getPercentCut(char const* path, float effLow, float effHigh, float* cutLow, float* cutHigh)
 {
     Seismic3DTraceReader const reader{str(path)};
+    checked(reader);
     float lo = 0.0f, hi = 0.0f;
     std::vector<unsigned long long> bins;
     if (!reader.getHistogram(lo, hi, bins)) return;
     Histogram::effectiveAmplitude2PercentCut(bins, lo, hi, effLow, effHigh, *cutLow, *cutHigh);
 }
+
+char const* getCubeHistogramError(void) { return failed ? lastError.c_str() : nullptr; }
 
 } // extern "C"

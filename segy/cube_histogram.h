@@ -2,7 +2,8 @@
 #define TOLMAR_CUBE_HISTOGRAM_H
 /* Histograms and effective amplitude ranges of a cube, callable from C and
    from other languages' foreign-function interfaces. Paths are NUL-terminated
-   8-bit strings. A cube that cannot be opened leaves the outputs untouched. */
+   8-bit strings. A cube that cannot be opened leaves the outputs untouched;
+   getCubeHistogramError then says why. */
 
 #ifdef __cplusplus
 extern "C" {
@@ -24,6 +25,11 @@ void getEffectiveRangeIndex(char const* segyPath, char const* indexPath, float c
 
 /* The inverse of getEffectiveRange: the percentages below effLow and above effHigh. */
 void getPercentCut(char const* path, float effLow, float effHigh, float* cutLow, float* cutHigh);
+
+/* Why the last of the calls above on this thread failed, as "FILE: reason",
+   or NULL when it succeeded. The text stays valid until the thread's next
+   call. */
+char const* getCubeHistogramError(void);
 
 #ifdef __cplusplus
 }

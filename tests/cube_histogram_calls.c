@@ -18,3 +18,12 @@ void c_ranges(char const* brick, char const* segy, char const* index, float cutL
     getEffectiveRangeIndex(segy, index, cutLow, cutHigh, &out[2], &out[3]);
     getPercentCut(brick, out[0], out[1], &out[4], &out[5]);
 }
+
+/* The reason of the last failure, as C sees it: NULL after a success. */
+char const* c_histogram_error(char const* brick)
+{
+    float low = 0, high = 0;
+    unsigned long long bins[4];
+    getBrickHistogram(brick, &low, &high, bins, 4);
+    return getCubeHistogramError();
+}

@@ -21,6 +21,7 @@ extern "C" {
 void c_index_histogram(char const* segy, char const* index, float* low, float* high, unsigned long long* bins, int n);
 void c_brick_histogram(char const* path, float* low, float* high, unsigned long long* bins, int n);
 void c_ranges(char const* brick, char const* segy, char const* index, float cutLow, float cutHigh, float out[8]);
+char const* c_histogram_error(char const* brick);
 }
 
 using namespace tolmar_test;
@@ -286,6 +287,12 @@ TEST(CubeIndex, EffectiveRangesAndPercentCutsInvert)
     EXPECT_EQ(untouched[0], 1.0f);
     EXPECT_EQ(untouched[3], 4.0f);
     EXPECT_EQ(untouched[5], 6.0f);
+
+    // C reads why: the file and its reason, and no reason after a success.
+    char const* why = c_histogram_error("/no/cube.tmf");
+    ASSERT_NE(why, nullptr);
+    EXPECT_EQ(std::string(why).rfind("/no/cube.tmf: cannot be opened", 0), 0u) << why;
+    EXPECT_EQ(c_histogram_error(im.bricks.c_str()), nullptr);
 }
 
 namespace {

@@ -15,7 +15,7 @@
 #include "debug_capture.h"
 #include "graphics/GLSLProgram.h"
 #include "graphics/gl_start.h"
-#include "platform/headless_gl.h"
+#include "graphics/headless_gl.h"
 
 namespace {
 

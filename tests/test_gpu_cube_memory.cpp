@@ -23,7 +23,7 @@
 #include "graphics/GPUCubeMemoryManager.h"
 #include "graphics/cube_value_mapping.h"
 #include "graphics/layout_entry.h"
-#include "platform/headless_gl.h"
+#include "graphics/headless_gl.h"
 #include "segy_test_util.h"
 
 namespace Tolmar {

@@ -15,6 +15,9 @@
 #include <functional>
 #include <limits>
 
+#include "foundation/Streamer3DGridReader.h"
+#include "platform/last_error.h"
+#include "platform/user_output.h"
 #include "segy/SEGYreader3D.h"
 #include "segy/Seismic3DTraceReader.h"
 #include "segy_test_util.h"
@@ -247,4 +250,37 @@ TEST_F(HostileInput, LineSpansBeyondAnIntAreCountedWide)
     Tolmar::Seismic3DTraceReader cube(path, dir->path("wide.idx"));
     EXPECT_FALSE(cube.valid());
     EXPECT_NE(cube.error().find("spans more than"), std::string::npos) << cube.error();
+}
+
+// An embedding program reads why an open or a scan failed from the calling
+// thread's last error, and may take the lines the scan addresses to its user.
+TEST_F(HostileInput, TheCallerReadsWhyAnOpenOrAScanFailed)
+{
+    Tolmar::platform::clear_last_error_info();
+    EXPECT_FALSE(Tolmar::open_3dgrid_reader(dir->path("none.tmf")));
+    auto why = Tolmar::platform::take_last_error_info();
+    ASSERT_TRUE(why);
+    EXPECT_EQ(why->rfind(dir->path("none.tmf") + ": cannot be opened", 0), 0u) << *why;
+
+    // Two traces in a row at one position: the second repeats the first's crossline.
+    std::vector<char> b = readFile(segy());
+    std::size_t const second = 3600 + 240 + 50 * 4 + 192, first = 3600 + 192;
+    std::copy(b.begin() + static_cast<long>(first), b.begin() + static_cast<long>(first) + 4,
+              b.begin() + static_cast<long>(second));
+    std::string const path = dir->path("twice.sgy");
+    writeFile(path, b);
+    std::vector<std::string> said;
+    auto const old = Tolmar::platform::set_output_sink([&](std::string_view line) { said.emplace_back(line); });
+    Tolmar::SEGYreader3D reader;
+    reader.setFile(path);
+    reader.setIbmFloat(false);
+    reader.setInlRange(-2147483647, 2147483647, 1);
+    reader.setCrlRange(-2147483647, 2147483647, 1);
+    Layout const l;
+    EXPECT_EQ(reader.scan(l.types, l.positions, false, false), -5);
+    Tolmar::platform::set_output_sink(old);
+    why = Tolmar::platform::take_last_error_info();
+    ASSERT_TRUE(why);
+    EXPECT_EQ(*why, "Multiple instances of crossline 2000on inline 1000");
+    EXPECT_EQ(said, (std::vector<std::string>{"SEG-Y 3D import", *why}));
 }

@@ -26,7 +26,7 @@
 #include "graphics/Seismic3DRenderer.h"
 #include "graphics/cube_value_mapping.h"
 #include "graphics/layout_entry.h"
-#include "platform/headless_gl.h"
+#include "graphics/headless_gl.h"
 #include "segy_test_util.h"
 
 namespace {

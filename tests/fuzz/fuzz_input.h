@@ -6,11 +6,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <iostream>
+#include <cstdlib>
 #include <string>
 #include <unistd.h>
 
 #include "platform/debug_stream.h"
+#include "platform/user_output.h"
 
 namespace tolmar_fuzz {
 
@@ -20,8 +21,7 @@ inline void quiet()
     if (done) return;
     done = true;
     Tolmar::platform::set_debug_sink([](std::string_view) {});
-    static std::streambuf* const none = nullptr;
-    std::cout.rdbuf(none);
+    Tolmar::platform::set_output_sink([](std::string_view) {});
 }
 
 // A path of this process's own with the given extension, under TMPDIR.

@@ -7,38 +7,23 @@
 #include <cstdint>
 #include <string>
 
-#include "foundation/sample_decode.h"
 #include "fuzz_cube_reads.h"
 #include "fuzz_input.h"
+#include "segy/SEGYcoding.h"
 #include "segy/SEGYreader3D.h"
-
-namespace {
-
-bool readable(int format)
-{
-    Tolmar::SampleCoding coding;
-    return Tolmar::sample_coding_for_format(format, true, coding);
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size)
 {
     tolmar_fuzz::quiet();
     std::string const segy = tolmar_fuzz::as_file(data, size, ".sgy");
-    bool little = false;
-    int format = 1;
-    if (size >= 3226) {
-        int const big = data[3224] << 8 | data[3225], small = data[3225] << 8 | data[3224];
-        little = !readable(big) && readable(small);
-        format = little ? small : big;
-    }
+    Tolmar::SEGYCoding coding;
+    std::string why;
+    Tolmar::detect_segy_coding(segy, Tolmar::SEGYByteOrder::Detect, Tolmar::SEGYFloatKind::Detect, coding, why);
     // The last byte chooses the letter of the format or the lenient readings.
     bool const strict = size > 0 && (data[size - 1] & 1);
 
     Tolmar::SEGYreader3D reader;
-    reader.setLittleEndian(little);
-    reader.setIbmFloat(format == 1);
+    coding.apply(reader);
     reader.setTrustReelSampleCount(!strict);
     reader.setZeroScalerAsOne(!strict);
     reader.setFallbackGrid(!strict);
@@ -48,10 +33,9 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     reader.setInlRange(-2147483647, 2147483647, 1);
     reader.setCrlRange(-2147483647, 2147483647, 1);
     reader.setZRange(-1e9, 1e9, 1e-6);
-    using R = Tolmar::SEGYreader;
-    int const positions[R::SlotCount] = {17, 189, 193, 71, 181, 185, 109, 69, 41};
-    R::Type const types[R::SlotCount] = {R::Integer32, R::Integer32, R::Integer32, R::Integer16, R::Integer32,
-                                         R::Integer32, R::Integer16, R::Integer16, R::Integer32};
+    Tolmar::SEGYreader::Type types[Tolmar::SEGYreader::SlotCount];
+    int positions[Tolmar::SEGYreader::SlotCount];
+    Tolmar::SEGYHeaderPositions().fill(types, positions);
     if (reader.scan(types, positions, false, true) != 1) return 0;
 
     std::string const index = tolmar_fuzz::scratch_path(".idx");

@@ -1,4 +1,4 @@
-#include "platform/headless_gl.h"
+#include "graphics/headless_gl.h"
 
 #include <GL/glew.h>
 
