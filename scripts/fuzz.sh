@@ -2,11 +2,11 @@
 # Fuzzes the file readers with libFuzzer: the SEG-Y reader and scan, the
 # index reader and the brick reader.
 #   scripts/fuzz.sh [SECONDS_PER_TARGET] [TARGET...]
-# Builds build-fuzz with clang (AddressSanitizer and UBSan on), makes a seed
-# corpus of small surveys with the tool, and runs each target for the given
-# time (60 s unless told), corpora kept under build-fuzz/corpus. Exits
-# non-zero on the first finding; the input that shows it is left in
-# build-fuzz/findings.
+# Builds the targets in $FUZZ_BUILD_DIR (build-fuzz unless set; configured
+# with clang, AddressSanitizer and UBSan when it is new), makes a seed corpus
+# of small surveys with the tool, and runs each target for the given time
+# (60 s unless told), corpora kept under its corpus/. Exits non-zero on the
+# first finding; the input that shows it is left in its findings/.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -16,9 +16,11 @@ TARGETS=("$@")
 [ ${#TARGETS[@]} -gt 0 ] || TARGETS=(fuzz_segy_scan fuzz_index fuzz_bricks)
 
 bash scripts/setup-deps.sh
-B=build-fuzz
-CC=clang CXX=clang++ cmake -S . -B "$B" -G Ninja -DTOLMAR_FUZZ=ON -DTOLMAR_BUILD_TESTS=OFF \
-  -DTOLMAR_BUILD_BENCH=OFF >/dev/null
+B="${FUZZ_BUILD_DIR:-build-fuzz}"
+if [ ! -f "$B/CMakeCache.txt" ]; then
+  CC=clang CXX=clang++ cmake -S . -B "$B" -G Ninja -DTOLMAR_FUZZ=ON -DTOLMAR_BUILD_TESTS=OFF \
+    -DTOLMAR_BUILD_BENCH=OFF >/dev/null
+fi
 cmake --build "$B" -j"${JOBS:-2}" --target tolmar make_seeds fuzz_segy_scan fuzz_index fuzz_bricks
 
 # Seeds: small surveys in every sample format and both byte orders, an index

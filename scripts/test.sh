@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Builds and runs every test: the normal build, then a build with
-# AddressSanitizer and UndefinedBehaviorSanitizer, then the threaded tests
-# under ThreadSanitizer, then a short run of each fuzz target.
+# Builds and runs every test: the normal build, then a clang build with
+# AddressSanitizer and UndefinedBehaviorSanitizer that also holds the fuzz
+# targets, then the threaded tests under ThreadSanitizer, then a short run of
+# each fuzz target.
 #   scripts/test.sh            all four
 #   scripts/test.sh --no-asan  the normal build only
 set -euo pipefail
@@ -25,7 +26,7 @@ build build
 
 if [ "${1:-}" != "--no-asan" ]; then
   echo "== build and test with AddressSanitizer and UBSan" >&2
-  build build-asan -DTOLMAR_SANITIZE=ON -DTOLMAR_BUILD_BENCH=OFF
+  CC=clang CXX=clang++ build build-asan -DTOLMAR_SANITIZE=ON -DTOLMAR_FUZZ=ON -DTOLMAR_BUILD_BENCH=OFF
   (cd build-asan && ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}" \
      UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}" \
      ctest -j"$JOBS" --output-on-failure)
@@ -36,5 +37,5 @@ if [ "${1:-}" != "--no-asan" ]; then
      ctest -j"$JOBS" --output-on-failure -R "$THREADED")
 
   echo "== the file readers fuzzed for 20 s each" >&2
-  bash scripts/fuzz.sh 20
+  FUZZ_BUILD_DIR=build-asan bash scripts/fuzz.sh 20
 fi

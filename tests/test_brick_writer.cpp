@@ -48,7 +48,7 @@ std::vector<Brick> allBricks(Tolmar::Streamer3DGridReader& cube, unsigned level)
 {
     std::vector<BrickKey> keys;
     auto const& c = cube.get_level_counts()[level];
-    for (unsigned id = 0; id < c[0] * c[1] * c[2]; ++id) keys.emplace_back(level, id);
+    for (unsigned id = 0; id < c[0] * c[1] * c[2]; ++id) keys.push_back(BrickKey{level, id});
     std::vector<Brick> out;
     EXPECT_TRUE(cube.get_bricks_blocking(keys, out));
     return out;
@@ -154,7 +154,7 @@ TEST(BrickWriter, CoarserLevelsAverageWhatTheyCover)
 
     // Every level up to the root reads back, and the root is defined.
     for (unsigned level = 0; level < cube->get_num_levels(); ++level) EXPECT_FALSE(allBricks(*cube, level).empty());
-    EXPECT_FALSE(cube->is_undef_brick(BrickKey(cube->get_num_levels() - 1, 0)));
+    EXPECT_FALSE(cube->is_undef_brick(BrickKey{cube->get_num_levels() - 1, 0}));
 }
 
 TEST(BrickWriter, BricksOutsideTheOutlineAreUndefined)
@@ -176,11 +176,11 @@ TEST(BrickWriter, BricksOutsideTheOutlineAreUndefined)
     ASSERT_EQ(c[1], 3u);
     for (unsigned y = 0; y < c[1]; ++y)
         for (unsigned z = 0; z < c[2]; ++z) {
-            BrickKey const key(0, cube->pos2id(0, y, z, 0));
+            BrickKey const key{0, cube->pos2id(0, y, z, 0)};
             EXPECT_EQ(cube->is_undef_brick(key), y >= 1 && z >= 1) << y << " " << z;
         }
-    EXPECT_FALSE(cube->is_undef_brick(BrickKey(1, cube->pos2id(0, 1, 0, 1))));
-    EXPECT_TRUE(cube->is_undef_brick(BrickKey(1, cube->pos2id(0, 1, 1, 1))));
+    EXPECT_FALSE(cube->is_undef_brick(BrickKey{1, cube->pos2id(0, 1, 0, 1)}));
+    EXPECT_TRUE(cube->is_undef_brick(BrickKey{1, cube->pos2id(0, 1, 1, 1)}));
 }
 
 // A survey of two work units along the inlines, each read in two bands, two

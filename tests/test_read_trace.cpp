@@ -81,7 +81,8 @@ TEST(SEGY3DReadTrace, WindowClampAndRescale)
     ScratchDir dir;
     IndexedFile f = makeFile(dir, 1, false);
     auto in = Tolmar::platform::open_binary_input(f.path);
-    auto const [il, xl] = f.survey.order()[3];
+    // Plain names, not a structured binding: the lambda captures them.
+    int const il = f.survey.order()[3].first, xl = f.survey.order()[3].second;
     auto amp = [&](int k) { return f.survey.amplitude(il, xl, k); };
 
     // Every second sample (8 ms on a 4 ms file), ten of them.
