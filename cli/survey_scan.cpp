@@ -134,7 +134,7 @@ struct AxisValues {
     std::map<int, std::pair<long long, long long>> traces; // value -> (count, first offset)
     void add(int v, long long offset)
     {
-        auto [it, fresh] = traces.try_emplace(v, 0, offset);
+        auto const it = traces.try_emplace(v, 0, offset).first;
         ++it->second.first;
         it->second.second = std::min(it->second.second, offset);
     }
@@ -177,6 +177,7 @@ void refuse_absurd_grid(Tolmar::SEGYreader3D const& reader, ScanRequest const& r
 {
     Tolmar::SEGYreader3D::IRange r;
     reader.iRange(r);
+    if (r.inlStep < 1 || r.crlStep < 1 || r.inlStart > r.inlStop || r.crlStart > r.crlStop) return;
     long long const ni = Tolmar::line_count(r.inlStart, r.inlStop, r.inlStep);
     long long const nc = Tolmar::line_count(r.crlStart, r.crlStop, r.crlStep);
     long long const traces = reader.traceIndex().num_traces();
