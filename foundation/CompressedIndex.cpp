@@ -13,9 +13,9 @@
 #include <xxhash.h>
 
 #include "foundation/log.h"
-#include "platform/last_error.h"
 #include "foundation/sample_decode.h"
 #include "foundation/survey_checks.h"
+#include "platform/last_error.h"
 
 namespace Tolmar {
 

@@ -9,8 +9,8 @@
 #include "foundation/SEGY3D_read_trace.h"
 #include "foundation/StreamerManager.h"
 #include "foundation/log.h"
-#include "platform/last_error.h"
 #include "foundation/sample_decode.h"
+#include "platform/last_error.h"
 #include "platform/mapped_file.h"
 
 namespace Tolmar {

@@ -10,8 +10,8 @@
 #include "foundation/StreamerIndexedSEGY3DReader.h"
 #include "foundation/log.h"
 #include "foundation/sample_decode.h"
-#include "platform/last_error.h"
 #include "foundation/slices.h"
+#include "platform/last_error.h"
 #include "segy/SeismicCubeManager.h"
 
 namespace Tolmar {
@@ -54,17 +54,19 @@ Seismic3DTraceReader::Seismic3DTraceReader(std::string const& brickPath)
 
 Seismic3DTraceReader::Seismic3DTraceReader(std::string const& segyPath, std::string const& indexPath)
 {
+    auto const refuse = [this](std::string const& file, std::string why) {
+        errorFile_ = file;
+        error_ = std::move(why);
+        Util::logf("Seismic3DTraceReader: '%s' %s\n", file.c_str(), error_.c_str());
+        platform::set_last_error_info(file + ": " + error_);
+    };
     CompressedIndex index;
     errorFile_ = indexPath;
     if (!index.read(indexPath, &error_)) return;
-    error_ = index.description_problem();
-    if (!error_.empty()) {
-        error_ = "has a header in which " + error_;
-        Util::logf("Seismic3DTraceReader: '%s' %s\n", indexPath.c_str(), error_.c_str());
-        platform::set_last_error_info(indexPath + ": " + error_);
+    if (std::string const why = index.description_problem(); !why.empty()) {
+        refuse(indexPath, "has a header in which " + why);
         return;
     }
-    errorFile_ = segyPath;
     // The index must be this file's: a file that cannot hold its traces is
     // another, or was cut short since.
     SampleCoding coding;
@@ -74,12 +76,11 @@ Seismic3DTraceReader::Seismic3DTraceReader(std::string const& segyPath, std::str
     auto const size = static_cast<long long>(std::filesystem::file_size(segyPath, ec));
     long long const holds = ec ? 0 : std::max(0LL, size - 3600) / traceBytes;
     if (!ec && index.num_traces() > holds) {
-        error_ = "holds " + std::to_string(holds) + " traces, fewer than the " + std::to_string(index.num_traces()) +
-                 " of its index " + indexPath;
-        Util::logf("Seismic3DTraceReader: '%s' %s\n", segyPath.c_str(), error_.c_str());
-        platform::set_last_error_info(segyPath + ": " + error_);
+        refuse(segyPath, "holds " + std::to_string(holds) + " traces, fewer than the " +
+                             std::to_string(index.num_traces()) + " of its index " + indexPath);
         return;
     }
+    errorFile_ = segyPath;
     indexedReader = open_indexed_segy3d_reader(segyPath, index, &error_);
     valid_ = indexedReader != nullptr;
     if (!valid_) return;
