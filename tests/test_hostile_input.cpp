@@ -33,6 +33,23 @@ void poke(std::vector<char>& bytes, std::size_t at, T v)
     std::memcpy(bytes.data() + at, &v, sizeof v);
 }
 
+// A big-endian 32-bit word of a SEG-Y file.
+void put_be32(std::vector<char>& bytes, std::size_t at, std::int32_t v)
+{
+    for (int k = 0; k < 4; ++k)
+        bytes[at + static_cast<std::size_t>(k)] = static_cast<char>(static_cast<std::uint32_t>(v) >> (24 - 8 * k));
+}
+
+// A reader on the file that takes every line and z, as the tool's scan does.
+void take_everything(Tolmar::SEGYreader3D& reader, std::string const& path)
+{
+    reader.setFile(path);
+    reader.setIbmFloat(false);
+    reader.setInlRange(-2147483647, 2147483647, 1);
+    reader.setCrlRange(-2147483647, 2147483647, 1);
+    reader.setZRange(-1e9, 1e9, 1e-6);
+}
+
 // One field of a header changed and the header's checksum made to agree,
 // as a crafted file or one damaged before it was checksummed has it.
 struct Case {
@@ -170,7 +187,7 @@ TEST_F(HostileInput, OneGarbageTraceHeaderIsNamedAndCanBeCutOff)
         SCOPED_TRACE(g.option);
         std::vector<char> b = readFile(segy());
         long long const traceBytes = 240 + 50 * 4, at = 3600 + 37 * traceBytes + g.byte - 1;
-        for (int k = 0; k < 4; ++k) b[static_cast<std::size_t>(at + k)] = k == 0 ? '\x7f' : '\xff'; // big-endian INT_MAX
+        put_be32(b, static_cast<std::size_t>(at), INT_MAX);
         std::string const bad = dir->path("garbage.sgy");
         writeFile(bad, b);
 
@@ -204,17 +221,12 @@ TEST_F(HostileInput, OneGarbageTraceHeaderIsNamedAndCanBeCutOff)
 TEST_F(HostileInput, TheLibraryBoundsWorkByTheTracesPresent)
 {
     std::vector<char> b = readFile(segy());
-    long long const at = 3600 + 37 * (240 + 50 * 4) + 188;
-    for (int k = 0; k < 4; ++k) b[static_cast<std::size_t>(at + k)] = k == 0 ? '\x7f' : '\xff';
+    put_be32(b, 3600 + 37 * (240 + 50 * 4) + 188, INT_MAX);
     std::string const bad = dir->path("garbage.sgy");
     writeFile(bad, b);
 
     Tolmar::SEGYreader3D reader;
-    reader.setFile(bad);
-    reader.setIbmFloat(false);
-    reader.setInlRange(-2147483647, 2147483647, 1);
-    reader.setCrlRange(-2147483647, 2147483647, 1);
-    reader.setZRange(-1e9, 1e9, 1e-6);
+    take_everything(reader, bad);
     Layout const l;
     ASSERT_EQ(reader.scan(l.types, l.positions, false, false), 1);
     EXPECT_LE(reader.navigation().size(), 4u * (300 + 2));
@@ -229,20 +241,13 @@ TEST_F(HostileInput, LineSpansBeyondAnIntAreCountedWide)
     std::string const path = dir->path("wide.sgy");
     ASSERT_EQ(tolmar("synth " + path + " --inlines 4 --crosslines 3 --samples 8 --format int32 --force").status, 0);
     std::vector<char> b = readFile(path);
-    auto const inline_of = [&](int trace, std::int32_t v) {
-        std::size_t const at = 3600 + static_cast<std::size_t>(trace) * (240 + 8 * 4) + 188;
-        for (int k = 0; k < 4; ++k) b[at + static_cast<std::size_t>(k)] = static_cast<char>(static_cast<std::uint32_t>(v) >> (24 - 8 * k));
-    };
-    inline_of(5, 1770258432);
-    inline_of(7, -1044068903);
+    put_be32(b, 3600 + 5 * (240 + 8 * 4) + 188, 1770258432);
+    put_be32(b, 3600 + 7 * (240 + 8 * 4) + 188, -1044068903);
     writeFile(path, b);
 
     Tolmar::SEGYreader3D reader;
-    reader.setFile(path);
+    take_everything(reader, path);
     reader.setFallbackGrid(true);
-    reader.setInlRange(-2147483647, 2147483647, 1);
-    reader.setCrlRange(-2147483647, 2147483647, 1);
-    reader.setZRange(-1e9, 1e9, 1e-6);
     Layout const l;
     ASSERT_EQ(reader.scan(l.types, l.positions, false, true), 1);
     EXPECT_EQ(reader.write_index(dir->path("wide.idx")), 1);
@@ -272,10 +277,7 @@ TEST_F(HostileInput, TheCallerReadsWhyAnOpenOrAScanFailed)
     std::vector<std::string> said;
     auto const old = Tolmar::platform::set_output_sink([&](std::string_view line) { said.emplace_back(line); });
     Tolmar::SEGYreader3D reader;
-    reader.setFile(path);
-    reader.setIbmFloat(false);
-    reader.setInlRange(-2147483647, 2147483647, 1);
-    reader.setCrlRange(-2147483647, 2147483647, 1);
+    take_everything(reader, path);
     Layout const l;
     EXPECT_EQ(reader.scan(l.types, l.positions, false, false), -5);
     Tolmar::platform::set_output_sink(old);
