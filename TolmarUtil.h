@@ -1,9 +1,11 @@
 #pragma once
-// TolmarUtil: one include for an embedding program.
+// TolmarUtil: one include for an embedding program. It names every public
+// header, and only those are installed (CMakeLists.txt reads this list).
 
 // Foundation (TolmarUtilLow)
 #include "foundation/BrickGrid.h"
 #include "foundation/CompressedIndex.h"
+#include "foundation/DirectFileWriter.h"
 #include "foundation/HResultCheck.h"
 #include "foundation/Histogram.h"
 #include "foundation/IMessageBox.h"
@@ -36,12 +38,14 @@
 #include "foundation/slices.h"
 #include "foundation/survey_checks.h"
 #include "foundation/vec.h"
+#include "platform/api.h"
 #include "platform/debug_stream.h"
 #include "platform/last_error.h"
 #include "platform/file_identity.h"
 #include "platform/mapped_file.h"
 #include "platform/text_encoding.h"
 #include "platform/update_sink.h"
+#include "platform/user_output.h"
 
 // SEG-Y files (TolmarUtil)
 #include "segy/EBCDICconverter.h"
@@ -57,7 +61,6 @@
 #include "segy/SeismicCubeManager.h"
 #include "segy/SEGYtrace.h"
 #include "segy/SEGYwriter.h"
-#include "segy/TraceRangeWorkers.h"
 
 // Host (TolmarUtil)
 #include "host/IFeature.h"
@@ -67,13 +70,17 @@
 #include "util/Seismic3DInfo.h"
 
 // Rendering (TolmarUtil); the headers hide GL, the calls need a current context
+#include "graphics/CubeGeometrySource.h"
 #include "graphics/FrustumPlanes.h"
 #include "graphics/GLSLProgram.h"
 #include "graphics/GPUCubeMemoryDataSource.h"
 #include "graphics/GPUCubeMemoryLineHandler.h"
 #include "graphics/GPUCubeMemoryManager.h"
+#include "graphics/GPUCubeMemorySeams.h"
 #include "graphics/Seismic3DRenderer.h"
+#include "graphics/brick_selector.h"
 #include "graphics/gl_start.h"
+#include "graphics/gpu_memory_info.h"
 #include "graphics/mat44.h"
 #include "graphics/headless_gl.h"
 

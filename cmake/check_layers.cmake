@@ -48,3 +48,28 @@ if(problems)
   message(FATAL_ERROR "Includes that go up a layer or across to a sibling:${problems}\n"
     "A layer may include only the layers below it (README, Layout).")
 endif()
+
+# The public headers are those TolmarUtil.h names. Each marks what it declares
+# for export, and leans only on other public headers, since only they are
+# installed.
+file(STRINGS "${SOURCE_DIR}/TolmarUtil.h" public REGEX "^#include \"[a-z]+/")
+list(TRANSFORM public REPLACE "^#include \"([^\"]+)\".*" "\\1")
+foreach(header IN LISTS public)
+  file(READ "${SOURCE_DIR}/${header}" text)
+  if(NOT text MATCHES "TOLMAR_PUBLIC_BEGIN" OR NOT text MATCHES "TOLMAR_PUBLIC_END")
+    if(NOT header STREQUAL "platform/api.h")
+      string(APPEND problems "\n  ${header}: public, but not wrapped in TOLMAR_PUBLIC_BEGIN/END")
+    endif()
+  endif()
+  file(STRINGS "${SOURCE_DIR}/${header}" includes REGEX "^#include \"[a-z_]+/")
+  foreach(line IN LISTS includes)
+    string(REGEX REPLACE "^#include \"([^\"]+)\".*" "\\1" included "${line}")
+    if(NOT included IN_LIST public)
+      string(APPEND problems "\n  ${header}: includes ${included}, which TolmarUtil.h does not name")
+    endif()
+  endforeach()
+endforeach()
+
+if(problems)
+  message(FATAL_ERROR "Public headers that an installed tree could not use:${problems}")
+endif()

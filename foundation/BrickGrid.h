@@ -6,10 +6,14 @@
 // rounding up, until the root level has one brick. Ids run samples fastest:
 // id = (z * count_y + y) * count_x + x.
 
+#include "platform/api.h"
+
 #include <vector>
 
 #include "foundation/StreamKeys.h"
 #include "foundation/vec.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -53,3 +57,5 @@ private:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

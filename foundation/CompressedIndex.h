@@ -11,12 +11,16 @@
 // worth of traces), and even traces in random order cost no more than one
 // 24-byte run each plus a little growth room.
 
+#include "platform/api.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "foundation/IndexedSEGYHeader.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -106,3 +110,5 @@ void CompressedIndex::for_each(F&& f) const
 }
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -6,6 +6,8 @@
 // copy into these buffers, and its writeback ran on the same cores. The
 // caller waits for the disk only when every buffer is in flight.
 
+#include "platform/api.h"
+
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -15,6 +17,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -71,3 +75,5 @@ private:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -3,7 +3,11 @@
 // Counts are taken as spread evenly within their bin, so a cut and the
 // effective range it gives invert each other.
 
+#include "platform/api.h"
+
 #include <vector>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -19,3 +23,5 @@ public:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -2,6 +2,10 @@
 // Where the library's messages to a user go. The embedding program installs
 // a real dialog through MessageBoxManager.
 
+#include "platform/api.h"
+
+TOLMAR_PUBLIC_BEGIN
+
 namespace Util {
 
 class IMessageBox {
@@ -13,3 +17,5 @@ public:
 };
 
 } // namespace Util
+
+TOLMAR_PUBLIC_END

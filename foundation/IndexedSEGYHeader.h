@@ -2,7 +2,11 @@
 // Description of a scanned SEG-Y file as stored in the trace index file.
 // Byte-aligned, 172 bytes: the layout is part of the index file format.
 
+#include "platform/api.h"
+
 #include <cstddef>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -77,3 +81,5 @@ static_assert(offsetof(IndexedSEGYHeader, yCrl) == 156);
 static_assert(offsetof(IndexedSEGYHeader, y0) == 164);
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

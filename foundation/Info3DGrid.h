@@ -1,6 +1,10 @@
 #pragma once
 // Element types of a cube of bricks.
 
+#include "platform/api.h"
+
+TOLMAR_PUBLIC_BEGIN
+
 namespace Tolmar {
 
 struct Info3DGrid {
@@ -27,3 +31,5 @@ struct Info3DGrid {
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -1,9 +1,13 @@
 #pragma once
 // Numeric helpers shared by the readers, slices and geometry code.
 
+#include "platform/api.h"
+
 #include <vector>
 
 #include "foundation/vec.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar::Ma {
 
@@ -81,3 +85,5 @@ private:
 };
 
 } // namespace Tolmar::Ma
+
+TOLMAR_PUBLIC_END

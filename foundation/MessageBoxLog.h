@@ -1,7 +1,10 @@
 #pragma once
 // A message box that writes to the debug stream: the sink when none is installed.
 
+#include "platform/api.h"
 #include "foundation/IMessageBox.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Util {
 
@@ -12,3 +15,5 @@ public:
 };
 
 } // namespace Util
+
+TOLMAR_PUBLIC_END

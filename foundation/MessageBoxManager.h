@@ -1,10 +1,14 @@
 #pragma once
 // The process-wide message box: the installed one, or a MessageBoxLog.
 
+#include "platform/api.h"
+
 #include <atomic>
 
 #include "foundation/IMessageBox.h"
 #include "foundation/MessageBoxLog.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Util {
 
@@ -23,3 +27,5 @@ private:
 };
 
 } // namespace Util
+
+TOLMAR_PUBLIC_END

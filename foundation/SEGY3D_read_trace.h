@@ -1,11 +1,15 @@
 #pragma once
 // Reads one trace of an indexed SEG-Y file into the cube's storage range.
 
+#include "platform/api.h"
+
 #include <cstddef>
 #include <istream>
 #include <vector>
 
 #include "foundation/IndexedSEGYHeader.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -32,3 +36,5 @@ std::size_t SEGY3D_trace_samples(IndexedSEGYHeader const& header);
 bool SEGY3D_decode_trace(unsigned char const* trace, IndexedSEGYHeader const& header, float* out);
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -1,11 +1,15 @@
 #pragma once
 // The description of a survey kept in a brick file's header.
 
+#include "platform/api.h"
+
 #include <string>
 #include <vector>
 
 #include "foundation/Info3DGrid.h"
 #include "foundation/vec.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -22,3 +26,5 @@ struct SEGYCubeInfo {
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

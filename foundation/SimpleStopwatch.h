@@ -1,9 +1,13 @@
 #pragma once
 // Logs "Ms spent in NAME: N" when it goes out of scope.
 
+#include "platform/api.h"
+
 #include <string>
 
 #include "foundation/SimpleTimer.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 class SimpleStopwatch {
 public:
@@ -16,3 +20,5 @@ private:
     std::string name_;
     SimpleTimer timer_;
 };
+
+TOLMAR_PUBLIC_END

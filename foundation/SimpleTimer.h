@@ -1,7 +1,11 @@
 #pragma once
 // Milliseconds since construction or the last reset, from a steady clock.
 
+#include "platform/api.h"
+
 #include <chrono>
+
+TOLMAR_PUBLIC_BEGIN
 
 class SimpleTimer {
 public:
@@ -15,3 +19,5 @@ public:
 private:
     std::chrono::steady_clock::time_point start_;
 };
+
+TOLMAR_PUBLIC_END

@@ -2,10 +2,14 @@
 // A scoped timer that adds its time to a table kept per function name,
 // shared by all instances and all threads.
 
+#include "platform/api.h"
+
 #include <string>
 #include <vector>
 
 #include "foundation/SimpleTimer.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 class Stopwatch {
 public:
@@ -29,3 +33,5 @@ private:
     std::string name_;
     SimpleTimer timer_;
 };
+
+TOLMAR_PUBLIC_END

@@ -1,8 +1,12 @@
 #pragma once
 // The records that travel between the streaming readers and their callers.
 
+#include "platform/api.h"
+
 #include <tuple>
 #include <vector>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -52,3 +56,5 @@ struct SampleKey {
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

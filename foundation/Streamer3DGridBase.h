@@ -10,6 +10,8 @@
 // 2^l * (p * core - border + e). Positions and totals run (samples,
 // crosslines, inlines).
 
+#include "platform/api.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -20,6 +22,8 @@
 #include "foundation/SEGYCubeInfo.h"
 #include "foundation/StreamKeys.h"
 #include "foundation/vec.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -146,3 +150,5 @@ protected:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -8,6 +8,8 @@
 // reader never sees a half-written cube and a failed write leaves nothing
 // behind. One thread at a time, but for add_brick().
 
+#include "platform/api.h"
+
 #include <cstddef>
 #include <atomic>
 #include <cstdint>
@@ -19,6 +21,8 @@
 
 #include "foundation/DirectFileWriter.h"
 #include "foundation/Streamer3DGridBase.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -120,3 +124,5 @@ private:
 std::shared_ptr<Streamer3DGridLowLevelWriter> open_grid3d_low_level_writer();
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -9,6 +9,8 @@
 // Every member may be called from any thread. The file stays open while the
 // reader lives and closes with its last shared_ptr.
 
+#include "platform/api.h"
+
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -23,6 +25,8 @@
 #include "foundation/Streamer3DGridBase.h"
 #include "foundation/StreamerBase.h"
 #include "platform/update_sink.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -119,3 +123,5 @@ private:
 std::shared_ptr<Streamer3DGridReader> open_3dgrid_reader(std::string const& path, std::string* why = nullptr);
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

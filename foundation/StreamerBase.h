@@ -3,8 +3,12 @@
 // request and result queues behind its own lock; callers on other threads
 // hand work over by request and collect it by copy.
 
+#include "platform/api.h"
+
 #include <atomic>
 #include <mutex>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -35,3 +39,5 @@ private:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

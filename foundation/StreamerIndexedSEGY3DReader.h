@@ -10,6 +10,8 @@
 // traces nobody asked for or already collected, so polling for at most
 // cacheTraces keys always completes. Larger sets need the waiting calls.
 
+#include "platform/api.h"
+
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -26,6 +28,8 @@
 #include "foundation/StreamKeys.h"
 #include "foundation/StreamerBase.h"
 #include "platform/update_sink.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -169,3 +173,5 @@ private:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

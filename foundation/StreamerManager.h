@@ -2,10 +2,14 @@
 // The process-wide owner of the streaming thread. Readers are opened through
 // it and run on its thread until their last user lets go.
 
+#include "platform/api.h"
+
 #include <memory>
 #include <string>
 
 #include "foundation/StreamerThread.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -37,3 +41,5 @@ private:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -3,6 +3,8 @@
 // It holds them weakly: a streamer whose last user lets go leaves the
 // thread, and is destroyed on whichever thread held it last.
 
+#include "platform/api.h"
+
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -10,6 +12,8 @@
 #include <vector>
 
 #include "foundation/StreamerBase.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -38,3 +42,5 @@ private:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

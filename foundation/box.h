@@ -1,7 +1,10 @@
 #pragma once
 // Axis-aligned box held as its lower and upper corner.
 
+#include "platform/api.h"
 #include "foundation/vec.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -15,3 +18,5 @@ struct box {
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

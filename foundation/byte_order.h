@@ -2,8 +2,12 @@
 // Assembling words of a given byte order from unaligned bytes. Independent
 // of the host's own order.
 
+#include "platform/api.h"
+
 #include <cstdint>
 #include <cstring>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -68,3 +72,5 @@ inline float bits_float(std::uint32_t u)
 }
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -2,8 +2,12 @@
 // IBM System/360 single-precision hexadecimal floats: sign bit, 7-bit
 // excess-64 base-16 exponent, 24-bit fraction.
 
+#include "platform/api.h"
+
 #include <cstddef>
 #include <cstdint>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -27,3 +31,5 @@ void ibm_to_float(void const* words, float* out, std::size_t n, bool littleEndia
 std::uint32_t float_to_ibm(float value);
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -2,7 +2,11 @@
 // Trace lines for a developer, written to the process's debug stream
 // (platform/debug_stream.h), never to a file or the console. No levels.
 
+#include "platform/api.h"
+
 #include <string>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Util {
 
@@ -25,3 +29,5 @@ void logf(char const* format, ...) __attribute__((format(printf, 1, 2)));
 void logf(wchar_t const* format, ...);
 
 } // namespace Util
+
+TOLMAR_PUBLIC_END

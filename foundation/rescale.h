@@ -2,6 +2,10 @@
 // Mapping amplitudes onto a storage kind that cannot hold them as they are:
 // linear, zero stays zero, and no other value lands near it.
 
+#include "platform/api.h"
+
+TOLMAR_PUBLIC_BEGIN
+
 namespace Tolmar {
 
 // With m the largest absolute amplitude, scale = (high - low) / (2 m).
@@ -22,3 +26,5 @@ inline double rescale_amplitude(double v, double m, double scale, double low, do
 }
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -2,9 +2,13 @@
 // Bulk decoding of SEG-Y sample words into floats: the hot path of every
 // reader.
 
+#include "platform/api.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <vector>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -57,3 +61,5 @@ void samples_to_int16(float const* values, std::int16_t* out, std::size_t n);
 void clamp_coded_samples(float* values, std::size_t n, SampleCoding coding, double lo, double hi);
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

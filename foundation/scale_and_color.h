@@ -1,9 +1,13 @@
 #pragma once
 // Colouring amplitudes through a colour table.
 
+#include "platform/api.h"
+
 #include <vector>
 
 #include "foundation/vec.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -14,3 +18,5 @@ void scale_and_color_amplitudes(vec<float, 2> const& range, std::vector<vec<unsi
                                 std::vector<float> const& amplitudes, std::vector<vec<unsigned char, 4>>& out);
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

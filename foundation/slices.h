@@ -11,10 +11,14 @@
 // Line numbers and z values are those of the survey (SEGYCubeInfo); windows
 // include both ends and are clipped to the cube.
 
+#include "platform/api.h"
+
 #include <memory>
 #include <vector>
 
 #include "foundation/vec.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -33,3 +37,5 @@ bool timeslice(GridReaderPtr const& reader, double z, int inlStart, int inlStop,
 bool trace(GridReaderPtr const& reader, int inl, int crl, double zStart, double zStop, std::vector<float>& out);
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -6,9 +6,13 @@
 // whose counts fit an int, a finite and rising z axis, and grids whose cells
 // stand in proportion to the traces that fill them.
 
+#include "platform/api.h"
+
 #include <string>
 
 #include "foundation/vec.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -49,3 +53,5 @@ std::string survey_problem(vec<int, 3> const& inlines, vec<int, 3> const& crossl
 bool grid_absurd(long long cells, long long traces);
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

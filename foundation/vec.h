@@ -2,8 +2,12 @@
 // Fixed-size value vector shared by the whole system: positions, colours,
 // brick addresses and (start, stop, step) ranges.
 
+#include "platform/api.h"
+
 #include <cmath>
 #include <cstddef>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -93,3 +97,5 @@ struct vec {
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

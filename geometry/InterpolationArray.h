@@ -1,8 +1,12 @@
 #pragma once
 // A grid of floats for bilinear resampling, used to enlarge slice images.
 
+#include "platform/api.h"
+
 #include <cstddef>
 #include <vector>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -34,3 +38,5 @@ struct InterpolationArray {
 void interpolate(const InterpolationArray& from, InterpolationArray& to);
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -3,7 +3,11 @@
 // from zMin to zMax, the shape of a 2D seismic section. x and y hold the
 // polyline's points; origin and direction are three doubles each.
 
+#include "platform/api.h"
+
 #include <vector>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -27,3 +31,5 @@ bool rayFenceIntersection(const double* origin, const double* direction, const s
                           double zMax, double* t, double* trace);
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -4,7 +4,10 @@
 // in the caller's space; directions need not be unit length, and parameters
 // count in multiples of the direction.
 
+#include "platform/api.h"
 #include "foundation/vec.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -55,3 +58,5 @@ double closestPoint(const vec<double, 3>& p1, const vec<double, 3>& d1, const ve
                     const vec<double, 3>& d2);
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -4,7 +4,10 @@
 // axis with a triangle edge. Touching counts as overlapping: a triangle that
 // meets the box only at a face, an edge or a corner overlaps it.
 
+#include "platform/api.h"
 #include "foundation/vec.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -23,3 +26,5 @@ bool triangle_box_intersection(const vec<float, 3>& min, const vec<float, 3>& ma
                                const vec<float, 3>& v1, const vec<float, 3>& v2);
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -5,9 +5,13 @@
 // frame. The pool asks during a streaming round, on the GL thread that also
 // draws, so the answer needs no lock.
 
+#include "platform/api.h"
+
 #include <vector>
 
 #include "foundation/vec.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -21,3 +25,5 @@ public:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

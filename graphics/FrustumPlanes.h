@@ -4,7 +4,10 @@
 // that points out of the volume: a point p is inside when
 // a*p.x + b*p.y + c*p.z + d < 0 for all six.
 
+#include "platform/api.h"
 #include "foundation/vec.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -49,3 +52,5 @@ bool intersect_three_planes(vec<float, 4> const& a, vec<float, 4> const& b, vec<
                             vec<float, 3>& out);
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -4,7 +4,11 @@
 // shaders and programs live as long as their context, and rebuilding a
 // program overwrites the names without deleting the old objects.
 
+#include "platform/api.h"
+
 #include <string>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -33,3 +37,5 @@ struct GLSLProgram {
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -8,6 +8,8 @@
 //
 // GL thread only, with a context current (see GPUCubeMemoryManager).
 
+#include "platform/api.h"
+
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -16,6 +18,8 @@
 
 #include "foundation/StreamKeys.h"
 #include "foundation/vec.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -105,3 +109,5 @@ private:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

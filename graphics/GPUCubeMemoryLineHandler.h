@@ -3,8 +3,12 @@
 // shared with every other renderer of the same cube, and the renderer
 // itself, which the pool asks for the geometry on screen.
 
+#include "platform/api.h"
+
 #include <memory>
 #include <utility>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -27,3 +31,5 @@ private:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

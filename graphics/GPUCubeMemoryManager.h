@@ -9,6 +9,8 @@
 // context current, so nothing is locked. The only work shared with another
 // thread is the brick reader's loading, behind the reader's own lock.
 
+#include "platform/api.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <list>
@@ -21,6 +23,8 @@
 
 #include "foundation/vec.h"
 #include "graphics/GPUCubeMemorySeams.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -133,3 +137,5 @@ private:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -5,12 +5,16 @@
 // a pool made with other ones sees any memory size or time that a caller
 // feeds it, without a particular driver and without waiting.
 
+#include "platform/api.h"
+
 #include <cstdint>
 #include <functional>
 #include <optional>
 
 #include "graphics/brick_selector.h"
 #include "graphics/gpu_memory_info.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -26,3 +30,5 @@ struct GPUCubeMemorySeams {
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -11,6 +11,8 @@
 // setters and getters. The pool asks for the geometry during render(), on
 // the same thread, so the copies it gets need no lock.
 
+#include "platform/api.h"
+
 #include <cstdint>
 #include <memory>
 #include <set>
@@ -21,6 +23,8 @@
 #include "graphics/CubeGeometrySource.h"
 #include "graphics/FrustumPlanes.h"
 #include "graphics/GLSLProgram.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -168,3 +172,5 @@ private:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

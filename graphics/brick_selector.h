@@ -4,12 +4,16 @@
 // the pool owns memory. The pool holds the choice as a function, so that a
 // program (or a test) can put its own in place.
 
+#include "platform/api.h"
+
 #include <functional>
 #include <set>
 #include <vector>
 
 #include "foundation/StreamKeys.h"
 #include "foundation/vec.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -28,3 +32,5 @@ void select_root_brick(std::vector<int> const& indices, std::vector<vec<float, 3
                        Streamer3DGridReader const& reader, std::set<BrickKey>& wanted);
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

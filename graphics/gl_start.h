@@ -4,7 +4,11 @@
 // the stored shader texts. All of it assumes that the caller has made a GL
 // context current on its thread.
 
+#include "platform/api.h"
+
 #include <string>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -37,3 +41,5 @@ std::string gl_error_text(unsigned code);
 bool load_shader_text(unsigned id, std::string& out);
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -2,8 +2,12 @@
 // The free video memory that the driver of the current GL context reports.
 // Needs a current context with GLEW loaded (glew_init).
 
+#include "platform/api.h"
+
 #include <cstdint>
 #include <optional>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -14,3 +18,5 @@ namespace Tolmar {
 std::optional<std::uint64_t> query_gpu_free_memory();
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

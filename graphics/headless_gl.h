@@ -3,9 +3,13 @@
 // EGL on Mesa's surfaceless platform, a 4.5 compatibility context and an
 // offscreen framebuffer that drawing goes to and pixels are read from.
 
+#include "platform/api.h"
+
 #include <memory>
 #include <string>
 #include <vector>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar::platform {
 
@@ -49,3 +53,5 @@ private:
 };
 
 } // namespace Tolmar::platform
+
+TOLMAR_PUBLIC_END

@@ -4,7 +4,10 @@
 // right. The renderers hand these straight to glLoadMatrix and read them back
 // with glGet, so no matrix class stands in between.
 
+#include "platform/api.h"
 #include "foundation/vec.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -30,3 +33,5 @@ void camera_lookat_orientation_matrix(vec<double, 3> const& eye, vec<double, 3> 
                                       vec<double, 3> const& up, double* out);
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

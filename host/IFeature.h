@@ -2,7 +2,11 @@
 // One feature (row) of a feature class, as the host hands it out. A feature
 // is a snapshot: it stays readable after its class and workspace are gone.
 
+#include "platform/api.h"
+
 #include <string>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar::host {
 
@@ -28,3 +32,5 @@ protected:
 };
 
 } // namespace Tolmar::host
+
+TOLMAR_PUBLIC_END

@@ -2,11 +2,15 @@
 // A named collection of features in a workspace. It keeps its workspace's
 // data open for as long as it lives, the workspace object itself need not.
 
+#include "platform/api.h"
+
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "host/IFeature.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar::host {
 
@@ -33,3 +37,5 @@ protected:
 };
 
 } // namespace Tolmar::host
+
+TOLMAR_PUBLIC_END

@@ -2,11 +2,15 @@
 // A container of feature classes: a GeoPackage file or a file geodatabase
 // folder. Opened with host/gdal_workspace.h.
 
+#include "platform/api.h"
+
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "host/IFeatureClass.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar::host {
 
@@ -29,3 +33,5 @@ protected:
 };
 
 } // namespace Tolmar::host
+
+TOLMAR_PUBLIC_END

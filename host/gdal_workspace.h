@@ -2,10 +2,14 @@
 // Workspaces read through GDAL/OGR. GDAL stays behind this header: callers
 // need neither its headers nor its registration.
 
+#include "platform/api.h"
+
 #include <memory>
 #include <string>
 
 #include "host/IWorkspace.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar::host {
 
@@ -16,3 +20,5 @@ namespace Tolmar::host {
 std::unique_ptr<IWorkspace> open_workspace(std::string const& path, std::string& error);
 
 } // namespace Tolmar::host
+
+TOLMAR_PUBLIC_END

@@ -2,8 +2,12 @@
 // The process-wide debug stream: trace lines meant for a developer. Standard
 // error by default; an embedding program or a test may install its own sink.
 
+#include "platform/api.h"
+
 #include <functional>
 #include <string_view>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar::platform {
 
@@ -17,3 +21,5 @@ void debug_write(std::string_view text);
 DebugSink set_debug_sink(DebugSink sink);
 
 } // namespace Tolmar::platform
+
+TOLMAR_PUBLIC_END

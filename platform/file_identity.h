@@ -3,9 +3,13 @@
 // different paths (links, relative paths, "..") has one identity, so caches
 // keyed on it hold one entry per file.
 
+#include "platform/api.h"
+
 #include <compare>
 #include <cstdint>
 #include <string>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar::platform {
 
@@ -24,3 +28,5 @@ struct FileIdentity {
 bool get_unique_file_identifier(std::string const& path, FileIdentity& out);
 
 } // namespace Tolmar::platform
+
+TOLMAR_PUBLIC_END

@@ -3,8 +3,12 @@
 // fails sets a description before it returns its status, and
 // HResultCheckFunc takes it.
 
+#include "platform/api.h"
+
 #include <optional>
 #include <string>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar::platform {
 
@@ -14,3 +18,5 @@ void clear_last_error_info();
 std::optional<std::string> take_last_error_info();
 
 } // namespace Tolmar::platform
+
+TOLMAR_PUBLIC_END

@@ -6,11 +6,15 @@
 // A mapped file must not shrink while it is read: bytes past a new end would
 // not exist. Files are measured when opened.
 
+#include "platform/api.h"
+
 #include <cstddef>
 #include <istream>
 #include <memory>
 #include <streambuf>
 #include <string>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar::platform {
 
@@ -51,3 +55,5 @@ private:
 std::unique_ptr<std::istream> open_binary_input(std::string const& path);
 
 } // namespace Tolmar::platform
+
+TOLMAR_PUBLIC_END

@@ -6,8 +6,12 @@
 // is ignored. Each post carries the message name "LOD_Update_Message" and two
 // zero parameters, as a window message would.
 
+#include "platform/api.h"
+
 #include <cstdint>
 #include <functional>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar::platform {
 
@@ -23,3 +27,5 @@ void unregister_update_sink(UpdateHandle handle);
 void post_update(UpdateHandle handle);
 
 } // namespace Tolmar::platform
+
+TOLMAR_PUBLIC_END

@@ -5,9 +5,13 @@
 // take them instead. The reason of a failure also goes to the calling
 // thread's last error (last_error.h), where the caller reads it.
 
+#include "platform/api.h"
+
 #include <functional>
 #include <string>
 #include <string_view>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar::platform {
 
@@ -21,3 +25,5 @@ void user_output(std::string_view line);
 OutputSink set_output_sink(OutputSink sink);
 
 } // namespace Tolmar::platform
+
+TOLMAR_PUBLIC_END

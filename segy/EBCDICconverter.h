@@ -1,7 +1,11 @@
 #pragma once
 // Conversion of the SEG-Y text header between EBCDIC and ASCII.
 
+#include "platform/api.h"
+
 #include <string>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -23,3 +27,5 @@ public:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -2,12 +2,16 @@
 // Made-up cube data behind the cube reader interface, for trying out tools
 // without a survey: 100 x 100 lines, z 1 to 100 ms.
 
+#include "platform/api.h"
+
 #include <istream>
 #include <memory>
 #include <ostream>
 #include <vector>
 
 #include "segy/ISeismic3DTraceReader.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -57,3 +61,5 @@ private:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -1,7 +1,11 @@
 #pragma once
 // What a tool needs of a seismic cube, whatever holds it.
 
+#include "platform/api.h"
+
 #include <vector>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -23,3 +27,5 @@ public:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

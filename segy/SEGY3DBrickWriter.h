@@ -10,6 +10,8 @@
 // each step: reading and decoding, and the filling, compressing and writing
 // of columns, each column by one core from its first brick to its last.
 
+#include "platform/api.h"
+
 #include <functional>
 #include <memory>
 #include <utility>
@@ -18,6 +20,8 @@
 #include "foundation/BrickGrid.h"
 #include "foundation/StreamKeys.h"
 #include "foundation/vec.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -117,3 +121,5 @@ private:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -3,9 +3,13 @@
 // standard positions of revision 1's trace header words, and how the file
 // codes its samples and text header, learnt from its first 3600 bytes.
 
+#include "platform/api.h"
+
 #include <string>
 
 #include "segy/SEGYreader.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -44,3 +48,5 @@ bool detect_segy_coding(std::string const& path, SEGYByteOrder order, SEGYFloatK
 std::string segy_format_name(int format, bool ibmFloat);
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

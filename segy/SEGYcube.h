@@ -4,9 +4,13 @@
 // crossline) and map coordinates,
 //   x = x0 + xInl * inline + xCrl * crossline,  y likewise.
 
+#include "platform/api.h"
+
 #include <vector>
 
 #include "segy/SEGYtrace.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -74,3 +78,5 @@ private:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

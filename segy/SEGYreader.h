@@ -7,6 +7,8 @@
 // Nothing here throws: failures are false results, empty lists and lines on
 // standard output.
 
+#include "platform/api.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <istream>
@@ -18,6 +20,8 @@
 #include "foundation/IndexedSEGYHeader.h"
 #include "foundation/sample_decode.h"
 #include "segy/SEGYtrace.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -236,3 +240,5 @@ private:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -9,6 +9,8 @@
 // several files, byte order and overrides, then the wanted ranges (their
 // defaults cover lines 0 to 1 and z 0 to 1 only), then scan().
 
+#include "platform/api.h"
+
 #include <fstream>
 #include <functional>
 #include <istream>
@@ -23,6 +25,8 @@
 #include "foundation/Info3DGrid.h"
 #include "segy/SEGY3DBrickWriter.h"
 #include "segy/SEGYreader.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -252,3 +256,5 @@ private:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

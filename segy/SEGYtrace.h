@@ -1,8 +1,12 @@
 #pragma once
 // One trace as the readers hand it around: header values and samples.
 
+#include "platform/api.h"
+
 #include <cstddef>
 #include <vector>
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -63,3 +67,5 @@ private:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -5,11 +5,15 @@
 // name and renamed into place by close(), so a failed run never leaves a
 // half-written file under the final name.
 
+#include "platform/api.h"
+
 #include <fstream>
 #include <string>
 #include <vector>
 
 #include "segy/SEGYreader.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -85,3 +89,5 @@ private:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

@@ -5,12 +5,16 @@
 // thread, not in a draw callback. A reader that could not open its source is
 // not valid(); its operations then answer false and leave outputs alone.
 
+#include "platform/api.h"
+
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "foundation/StreamKeys.h"
 #include "segy/ISeismic3DTraceReader.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -104,3 +108,5 @@ private:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

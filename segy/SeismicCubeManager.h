@@ -7,6 +7,8 @@
 // The manager holds readers weakly: a reader closes with its last user, and
 // the next request opens the file again.
 
+#include "platform/api.h"
+
 #include <map>
 #include <memory>
 #include <mutex>
@@ -14,6 +16,8 @@
 
 #include "foundation/Streamer3DGridReader.h"
 #include "platform/file_identity.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
@@ -38,3 +42,5 @@ private:
 };
 
 } // namespace Tolmar
+
+TOLMAR_PUBLIC_END

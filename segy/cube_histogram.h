@@ -5,6 +5,10 @@
    8-bit strings. A cube that cannot be opened leaves the outputs untouched;
    getCubeHistogramError then says why. */
 
+#include "platform/api.h"
+
+TOLMAR_PUBLIC_BEGIN
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -34,5 +38,7 @@ char const* getCubeHistogramError(void);
 #ifdef __cplusplus
 }
 #endif
+
+TOLMAR_PUBLIC_END
 
 #endif

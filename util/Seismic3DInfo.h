@@ -2,9 +2,13 @@
 // Where a seismic cube's files are, as a feature of the host stores them, and
 // how the stored paths become paths that can be opened.
 
+#include "platform/api.h"
+
 #include <string>
 
 #include "host/IFeature.h"
+
+TOLMAR_PUBLIC_BEGIN
 
 namespace Util {
 
@@ -26,3 +30,5 @@ std::wstring convertPathToAbsolutePath(std::wstring const& gdb, std::wstring con
 std::string sconvertPathToAbsolutePath(std::wstring const& gdb, std::wstring const& path);
 
 } // namespace Util
+
+TOLMAR_PUBLIC_END
