@@ -63,14 +63,20 @@
 #include "segy/SEGYwriter.h"
 
 // Host (TolmarUtil)
+#include "host/FileVariantStream.h"
 #include "host/IFeature.h"
 #include "host/IFeatureClass.h"
+#include "host/ISpatialReference.h"
+#include "host/IVariantStream.h"
 #include "host/IWorkspace.h"
+#include "host/gdal_spatial_reference.h"
 #include "host/gdal_workspace.h"
+#include "host/spatial_transform.h"
 #include "util/Seismic3DInfo.h"
 
 // Rendering (TolmarUtil); the headers hide GL, the calls need a current context
 #include "graphics/CubeGeometrySource.h"
+#include "graphics/CubeSlice.h"
 #include "graphics/FrustumPlanes.h"
 #include "graphics/GLSLProgram.h"
 #include "graphics/GPUCubeMemoryDataSource.h"
@@ -83,6 +89,12 @@
 #include "graphics/gpu_memory_info.h"
 #include "graphics/mat44.h"
 #include "graphics/headless_gl.h"
+#include "graphics/tile_renderer/PlaneTiler.h"
+#include "graphics/tile_renderer/Tile.h"
+#include "graphics/tile_renderer/TileDataSourceIndexedSeismic3D.h"
+#include "graphics/tile_renderer/TileDataSourceInterface.h"
+#include "graphics/tile_renderer/TileDataSourceSeismic3D.h"
+#include "graphics/tile_renderer/TileDataSourceSeismic3DInterface.h"
 
 // Geometry (TolmarUtil)
 #include "geometry/InterpolationArray.h"

@@ -20,10 +20,12 @@
 #include "cli/colour_tables.h"
 #include "cli/commands.h"
 #include "cli/cube_source.h"
+#include "cli/host_module.h"
 #include "cli/json.h"
 #include "cli/png_image.h"
 #include "cli/slice_choice.h"
 #include "foundation/Streamer3DGridReader.h"
+#include "graphics/CubeSlice.h"
 #include "graphics/GPUCubeMemoryDataSource.h"
 #include "graphics/GPUCubeMemoryLineHandler.h"
 #include "graphics/GPUCubeMemoryManager.h"
@@ -68,29 +70,54 @@ std::string describe(RenderRequest const& r)
     return describe_slice(r.kind, r.position);
 }
 
-// The slice as a quad: for each corner of the picture, (across, up) in 0..1,
-// its cube coordinate. Samples and crosslines of a time slice run down, as
-// in `tolmar slice`; the position is the centre of its sample, line or
-// crossline.
-struct SliceQuad {
-    V3 corner[4]; // lower left, lower right, upper right, upper left
+// The slice as CubeSlice makes it, in the view's coordinate system, with
+// what the cameras need. World positions are relative to the cube's centre,
+// so that map coordinates of millions keep their precision in the GPU's
+// floats; z is -time * zScale, time running down.
+struct SliceScene {
+    Tolmar::RenderGeometry mesh;
     int width = 0, height = 0; // the slice's own size in samples
+    // Front view: the affine map from world to the picture's (0..1, 0..1).
+    double front[16] = {};
+    // Perspective: unit directions of rising inline and crossline in the
+    // plan, and the radius of the cube's bounding sphere about the origin.
+    V3 inlineAxis{}, crosslineAxis{};
+    double radius = 1;
 };
 
-SliceQuad slice_quad(RenderRequest const& r, Tolmar::Seismic3DTraceReader const& cube,
-                     Tolmar::Streamer3DGridReader const& grid)
+// Column-major 4x4 that sends world p to (row0 . p + c0, row1 . p + c1, 0).
+void affine_to_picture(double out[16], V3 const& row0, double c0, V3 const& row1, double c1)
+{
+    for (int i = 0; i < 16; ++i) out[i] = 0;
+    for (int k = 0; k < 3; ++k) {
+        out[4 * k + 0] = row0[k];
+        out[4 * k + 1] = row1[k];
+    }
+    out[12] = c0;
+    out[13] = c1;
+    out[15] = 1;
+}
+
+V3 plan_unit(vec<double, 2> const& from, vec<double, 2> const& to)
+{
+    vec<double, 2> const d = to - from;
+    double const length = std::hypot(d[0], d[1]);
+    return length > 0 ? V3{{d[0] / length, d[1] / length, 0}} : V3{{1, 0, 0}};
+}
+
+SliceScene slice_scene(RenderRequest const& r, Tolmar::Seismic3DTraceReader const& cube,
+                       Tolmar::Streamer3DGridReader const& grid)
 {
     auto const& total = grid.get_total_size(); // samples, crosslines, inlines
-    int const across[4] = {0, 1, 1, 0}, up[4] = {0, 0, 1, 1};
-    SliceQuad q;
-    double fixed = 0;
+    SliceScene scene;
+    double fraction = 0;
     if (r.kind == SliceKind::Time) {
         if (!(r.position >= cube.zStart && r.position <= cube.zStop))
             fail(r.cube, describe(r) + " ms lies outside z " + std::to_string(cube.zStart) + ".." +
                              std::to_string(cube.zStop));
-        fixed = ((r.position - cube.zStart) / cube.zStep + 0.5) / total[0];
-        q.width = static_cast<int>(total[2]);
-        q.height = static_cast<int>(total[1]);
+        fraction = cube.zStop > cube.zStart ? (r.position - cube.zStart) / (cube.zStop - cube.zStart) : 0;
+        scene.width = static_cast<int>(total[2]);
+        scene.height = static_cast<int>(total[1]);
     } else {
         bool const isInline = r.kind == SliceKind::Inline;
         int const start = isInline ? cube.inlStart : cube.crlStart, stop = isInline ? cube.inlStop : cube.crlStop,
@@ -99,29 +126,95 @@ SliceQuad slice_quad(RenderRequest const& r, Tolmar::Seismic3DTraceReader const&
         if (index < 0)
             fail(r.cube, "there is no " + describe(r) + " (" + std::to_string(start) + ".." + std::to_string(stop) +
                              " step " + std::to_string(step) + ")");
-        fixed = (index + 0.5) / total[isInline ? 2 : 1];
-        q.width = static_cast<int>(total[isInline ? 1 : 2]);
-        q.height = static_cast<int>(total[0]);
+        fraction = stop > start ? static_cast<double>(index * step) / (stop - start) : 0;
+        scene.width = static_cast<int>(total[isInline ? 1 : 2]);
+        scene.height = static_cast<int>(total[0]);
     }
-    for (int i = 0; i < 4; ++i) {
-        double const a = across[i], down = 1.0 - up[i];
-        switch (r.kind) {
-        case SliceKind::Inline: q.corner[i] = V3{{down, a, fixed}}; break;
-        case SliceKind::Crossline: q.corner[i] = V3{{down, fixed, a}}; break;
-        case SliceKind::Time: q.corner[i] = V3{{fixed, down, a}}; break;
+
+    Tolmar::SEGYCubeInfo const& info = grid.info;
+    vec<double, 3> tx{{info.xInl, info.xCrl, info.x0}}, ty{{info.yInl, info.yCrl, info.y0}};
+    auto const cubeSrs = spatial_reference_option(r.srs, "--srs");
+    auto const viewSrs = spatial_reference_option(r.viewSrs, "--view-srs");
+    if (tx[0] * ty[1] - tx[1] * ty[0] == 0) {
+        // No map coordinates in the survey: the lattice stands in for them.
+        if (cubeSrs) fail(r.cube, "has no map coordinates to place in " + cubeSrs->name());
+        tx = vec<double, 3>{{1, 0, 0}};
+        ty = vec<double, 3>{{0, 1, 0}};
+    }
+    // Times to the nearest millisecond frame the slice; the sample axis of
+    // the cube coordinates comes from the exact position below.
+    vec<int, 3> const timeRange{{static_cast<int>(std::lround(cube.zStart)), static_cast<int>(std::lround(cube.zStop)),
+                                 std::max(1, static_cast<int>(std::lround(cube.zStep)))}};
+    Tolmar::CubeSlice slice;
+    slice.set_slice_dir(static_cast<int>(r.kind));
+    if (slice.init(vec<int, 3>{{cube.inlStart, cube.inlStop, cube.inlStep}},
+                   vec<int, 3>{{cube.crlStart, cube.crlStop, cube.crlStep}}, timeRange, tx, ty, cubeSrs,
+                   viewSrs) < 0)
+        fail(r.cube, "cannot be reprojected from " + (cubeSrs ? cubeSrs->name() : std::string("Unknown")) + " to " +
+                         (viewSrs ? viewSrs->name() : std::string("Unknown")));
+    slice.updateFrame(fraction);
+
+    // The plan: centre, axes, extent of the footprint in the view.
+    auto const& grid2 = slice.points();
+    int const n = slice.inline_points(), m = slice.crossline_points();
+    vec<double, 2> lo = grid2[0], hi = grid2[0];
+    for (auto const& p : grid2)
+        for (int k = 0; k < 2; ++k) {
+            lo[k] = std::min(lo[k], p[k]);
+            hi[k] = std::max(hi[k], p[k]);
         }
+    vec<double, 2> const centre = (lo + hi) * 0.5;
+    double const planSize = std::max({hi[0] - lo[0], hi[1] - lo[1], 1e-9});
+    // The cube stands as deep as it is wide, as it did in cube space.
+    double const zSpan = std::max(cube.zStop - cube.zStart, 1e-9);
+    double const zScale = planSize / zSpan;
+    double const zMid = -0.5 * (cube.zStart + cube.zStop) * zScale;
+    scene.inlineAxis = plan_unit(grid2[0], grid2[n - 1]);
+    scene.crosslineAxis = plan_unit(grid2[0], grid2[static_cast<std::size_t>(m - 1) * n]);
+    scene.radius = 0.5 * std::sqrt(std::pow(hi[0] - lo[0], 2) + std::pow(hi[1] - lo[1], 2) + planSize * planSize);
+
+    std::vector<V3> vertices, coords;
+    slice.get_frame_mesh(vertices, coords, scene.mesh.indices);
+    // The renderer's cube coordinates run over whole cells; the slice's
+    // from the first line's centre to the last's.
+    auto cell = [](double f, unsigned count) { return (f * (count - 1) + 0.5) / count; };
+    double const samplePos = (r.kind == SliceKind::Time ? (r.position - cube.zStart) / cube.zStep : 0);
+    for (std::size_t i = 0; i < vertices.size(); ++i) {
+        V3 c = coords[i];
+        c = V3{{cell(c[0], total[0]), cell(c[1], total[1]), cell(c[2], total[2])}};
+        if (r.kind == SliceKind::Time) c[0] = (samplePos + 0.5) / total[0];
+        scene.mesh.cube_coords.push_back(c);
+        scene.mesh.vertices.push_back(
+            V3{{vertices[i][0] - centre[0], vertices[i][1] - centre[1], -vertices[i][2] * zScale - zMid}});
     }
-    return q;
+
+    // The front view: the slice's corners onto the picture's.
+    vec<double, 4> x{}, y{}, z{};
+    slice.get_frame_outline_corners(x, y, z);
+    auto rel = [&](int k) { return vec<double, 2>{{x[k] - centre[0], y[k] - centre[1]}}; };
+    if (r.kind == SliceKind::Time) {
+        // Inlines across, crosslines down: corner 3 (first of both) at the top left.
+        vec<double, 2> const o = rel(3), a = rel(2) - rel(3), b = rel(0) - rel(3);
+        double const det = a[0] * b[1] - a[1] * b[0];
+        // (s, t) with p - o = s a + t b; the picture's up is 1 - t.
+        V3 const sRow{{b[1] / det, -b[0] / det, 0}}, tRow{{-a[1] / det, a[0] / det, 0}};
+        double const s0 = -(sRow[0] * o[0] + sRow[1] * o[1]), t0 = -(tRow[0] * o[0] + tRow[1] * o[1]);
+        affine_to_picture(scene.front, sRow, s0, tRow * -1.0, 1 - t0);
+    } else {
+        vec<double, 2> const o = rel(0), chord = rel(1) - rel(0);
+        double const length = std::max(std::hypot(chord[0], chord[1]), 1e-12);
+        V3 const sRow{{chord[0] / (length * length), chord[1] / (length * length), 0}};
+        double const top = -cube.zStart * zScale - zMid, bottom = -cube.zStop * zScale - zMid;
+        V3 const hRow{{0, 0, 1 / (top - bottom)}};
+        affine_to_picture(scene.front, sRow, -(sRow[0] * o[0] + sRow[1] * o[1]), hRow, -bottom / (top - bottom));
+    }
+    return scene;
 }
 
-// Where a cube coordinate stands for the perspective camera: the cube as a
-// unit cube about the origin, crosslines along x, time down along y,
-// inlines along z.
-V3 camera_world(V3 const& c) { return V3{{c[1] - 0.5, 0.5 - c[0], c[2] - 0.5}}; }
-
-// Sets the matrices: the front view maps the quad onto the whole picture;
-// the camera circles the cube's centre at azimuth and elevation (degrees).
-void set_view(RenderRequest const& r, int width, int height)
+// Sets the matrices: the front view maps the slice onto the whole picture;
+// the camera circles the cube's centre at azimuth and elevation (degrees),
+// azimuth 0 looking along the inlines' fall, -90 along the crosslines'.
+void set_view(RenderRequest const& r, SliceScene const& scene, int width, int height)
 {
     glMatrixMode(GL_PROJECTION);
     glLoadIdentity();
@@ -131,23 +224,24 @@ void set_view(RenderRequest const& r, int width, int height)
         glMatrixMode(GL_PROJECTION);
         glOrtho(0, 1, 0, 1, -1, 1);
         glMatrixMode(GL_MODELVIEW);
+        glLoadMatrixd(scene.front);
         return;
     }
     double const az = r.camera[0] * kPi / 180, el = r.camera[1] * kPi / 180;
     double const halfFov = 0.5 * kFieldOfViewDeg * kPi / 180;
-    // The cube's bounding sphere fills the view's height.
-    double const distance = std::sqrt(0.75) / std::sin(halfFov);
+    double const distance = scene.radius / std::sin(halfFov);
     double const aspect = static_cast<double>(width) / height;
-    double const nearPlane = 0.1, farPlane = 2 * distance + 2;
+    double const nearPlane = 0.05 * scene.radius, farPlane = 2 * distance + 2 * scene.radius;
     glMatrixMode(GL_PROJECTION);
     double const top = nearPlane * std::tan(halfFov);
     glFrustum(-top * aspect, top * aspect, -top, top, nearPlane, farPlane);
     glMatrixMode(GL_MODELVIEW);
-    V3 const eye{{distance * std::sin(az) * std::cos(el), distance * std::sin(el),
-                  distance * std::cos(az) * std::cos(el)}};
+    V3 const I = scene.inlineAxis, C = scene.crosslineAxis, U{{0, 0, 1}};
+    V3 const eye = (C * (std::sin(az) * std::cos(el)) + I * (std::cos(az) * std::cos(el)) + U * std::sin(el)) *
+                   distance;
     // The eye's direction turned up by a right angle: perpendicular to the
     // view at every elevation, straight overhead included.
-    V3 const up{{-std::sin(el) * std::sin(az), std::cos(el), -std::sin(el) * std::cos(az)}};
+    V3 const up = C * (-std::sin(el) * std::sin(az)) + U * std::cos(el) + I * (-std::sin(el) * std::cos(az));
     double orientation[16];
     Tolmar::camera_lookat_orientation_matrix(eye, V3{{0, 0, 0}}, up, orientation);
     glLoadMatrixd(orientation);
@@ -176,11 +270,11 @@ RenderReport render_slice(RenderRequest const& r)
     auto cube = open_cube(args);
     std::shared_ptr<Tolmar::Streamer3DGridReader> grid = cube->brickReader;
     if (!grid) fail(r.cube, "not a brick file");
-    SliceQuad const quad = slice_quad(r, *cube, *grid);
+    SliceScene const scene = slice_scene(r, *cube, *grid);
 
     RenderReport report;
-    report.width = r.width > 0 ? r.width : quad.width;
-    report.height = r.height > 0 ? r.height : quad.height;
+    report.width = r.width > 0 ? r.width : scene.width;
+    report.height = r.height > 0 ? r.height : scene.height;
     if (report.width > kMostPixelsPerSide || report.height > kMostPixelsPerSide)
         fail(r.png, "a picture of " + std::to_string(report.width) + " x " + std::to_string(report.height) +
                         " is larger than " + std::to_string(kMostPixelsPerSide) + " on a side; give --size");
@@ -192,14 +286,7 @@ RenderReport render_slice(RenderRequest const& r)
     }
 
     Tolmar::RenderConfig config;
-    Tolmar::RenderGeometry mesh;
-    mesh.indices = {0, 1, 2, 0, 2, 3};
-    double const across[4] = {0, 1, 1, 0}, up[4] = {0, 0, 1, 1};
-    for (int i = 0; i < 4; ++i) {
-        mesh.cube_coords.push_back(quad.corner[i]);
-        mesh.vertices.push_back(r.camera.size() == 2 ? camera_world(quad.corner[i]) : V3{{across[i], up[i], 0}});
-    }
-    config.geometry.push_back(std::move(mesh));
+    config.geometry.push_back(scene.mesh);
     config.original_amp_range.set(grid->get_min_value(), grid->get_max_value());
     config.effective_amp_range.set(report.low, report.high);
     // The walk that picks the pool's bricks, without its limit, tells what
@@ -236,7 +323,7 @@ RenderReport render_slice(RenderRequest const& r)
             gl->bind();
             glClearColor(0, 0, 0, 0);
             glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-            set_view(r, report.width, report.height);
+            set_view(r, scene, report.width, report.height);
             renderer.render();
             ++report.frames;
             if (!renderer.is_loading_data()) break;
@@ -346,6 +433,10 @@ void add_render_command(CLI::App& app)
                     "MiB for the GPU brick pool (default: what the slice needs at full resolution, and a quarter "
                     "more, up to 4096); a smaller pool draws coarser bricks where the finest do not fit")
         ->check(CLI::Range(1.0, kMostPoolMiB));
+    cmd->add_option("--srs", r.srs, "The survey's coordinate system: EPSG code, WKT or PROJ string (default: "
+                                    "unknown, drawn as it is)");
+    cmd->add_option("--view-srs", r.viewSrs, "The view's coordinate system; the slice is reprojected into it and "
+                                             "bends as the projection bends it (default: unknown)");
     cmd->add_flag("--force", r.force, "Overwrite an existing PNG");
     cmd->add_flag("--json", a.json, "Print one JSON object");
     cmd->callback([cmd] {

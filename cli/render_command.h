@@ -29,6 +29,9 @@ struct RenderRequest {
     // The GPU brick pool's budget in MiB; 0 sizes it for the slice at full
     // resolution, with room to spare, up to 4 GiB.
     double gpuMemoryMiB = 0;
+    // Coordinate systems of the survey and of the view (EPSG code, WKT or a
+    // PROJ string); empty for unknown, where points are taken as they are.
+    std::string srs, viewSrs;
     bool force = false;
 };
 

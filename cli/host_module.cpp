@@ -1,0 +1,38 @@
+#include "cli/host_module.h"
+
+#include <dlfcn.h>
+
+#include "cli/cli_support.h"
+
+namespace tolmar_cli {
+
+namespace {
+
+using MakeReference = bool (*)(char const*, Tolmar::host::SpatialReferencePtr*, std::string*);
+
+// Found where the tool's own libraries are (its run path), and kept loaded
+// for the rest of the process.
+void* gdal_module()
+{
+    static void* const handle = dlopen("libTolmarGdal.so." TOLMAR_SOVERSION, RTLD_NOW | RTLD_LOCAL);
+    if (!handle) {
+        char const* why = dlerror();
+        fail("libTolmarGdal", std::string("cannot load the GDAL host module: ") + (why ? why : "not found"));
+    }
+    return handle;
+}
+
+} // namespace
+
+Tolmar::host::SpatialReferencePtr spatial_reference_option(std::string const& text, std::string const& option)
+{
+    if (text.empty()) return nullptr;
+    auto const make = reinterpret_cast<MakeReference>(dlsym(gdal_module(), "tolmar_spatial_reference_from_text"));
+    if (!make) fail("libTolmarGdal", "has no tolmar_spatial_reference_from_text");
+    Tolmar::host::SpatialReferencePtr ref;
+    std::string why;
+    if (!make(text.c_str(), &ref, &why)) fail(option, why);
+    return ref;
+}
+
+} // namespace tolmar_cli
