@@ -12,7 +12,7 @@ bash scripts/setup-deps.sh
 
 JOBS="${JOBS:-2}"
 # Tests that start threads; they also run under ThreadSanitizer.
-THREADED='StreamerThread|UpdateSink|Timers|HResult|CompressedIndex|IndexedReader|BrickFile|SurveyScan|BrickWriter|SeismicCubeManager|CubeReader|CubeIndex'
+THREADED='TileSources|StreamerThread|UpdateSink|Timers|HResult|CompressedIndex|IndexedReader|BrickFile|SurveyScan|BrickWriter|SeismicCubeManager|CubeReader|CubeIndex'
 
 build() {
   local dir="$1"; shift

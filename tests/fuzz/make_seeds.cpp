@@ -1,8 +1,9 @@
 // Writes the small seeds of the index and brick targets: the index of a
 // survey with a 16-bin histogram in place of 65536 (whose half megabyte
 // would be cut by the fuzzer's input limit), and brick cubes of a few small
-// bricks in three element types, some bricks undefined.
-//   make_seeds INDEX_IN INDEX_OUT BRICKS_DIR
+// bricks in three element types, some bricks undefined; and a saved
+// document's values in both forms the variant-stream target takes.
+//   make_seeds INDEX_IN INDEX_OUT BRICKS_DIR VARIANT_DIR
 
 #include <cstdint>
 #include <cstdio>
@@ -12,6 +13,7 @@
 
 #include "foundation/CompressedIndex.h"
 #include "foundation/Streamer3DGridLowLevelWriter.h"
+#include "host/FileVariantStream.h"
 
 namespace {
 
@@ -55,12 +57,42 @@ bool write_cube(std::string const& path, Tolmar::Info3DGrid::eDataType type)
     return w->finish();
 }
 
+// A document of every kind of value, whole (first byte even) and as the
+// values alone (first byte odd: the target adds header and checksum).
+bool write_documents(std::string const& dir)
+{
+    std::string const path = dir + "/whole";
+    auto out = Tolmar::host::FileVariantStream::create(path);
+    if (!out) return false;
+    out->write(std::int32_t{2});
+    out->write(3.25);
+    out->write(true);
+    out->write(std::wstring(L"slice"));
+    out->write(std::monostate{});
+    if (!out->commit()) return false;
+    std::FILE* in = std::fopen(path.c_str(), "rb");
+    if (!in) return false;
+    std::vector<unsigned char> bytes(1 << 16);
+    bytes.resize(std::fread(bytes.data(), 1, bytes.size(), in));
+    std::fclose(in);
+    std::remove(path.c_str());
+    auto save = [&dir](char const* name, unsigned char first, unsigned char const* from, unsigned char const* to) {
+        std::FILE* f = std::fopen((dir + "/" + name).c_str(), "wb");
+        if (!f) return false;
+        std::fputc(first, f);
+        std::fwrite(from, 1, static_cast<std::size_t>(to - from), f);
+        return std::fclose(f) == 0;
+    };
+    return save("whole", 0, bytes.data(), bytes.data() + bytes.size()) &&
+           save("values", 1, bytes.data() + 8, bytes.data() + bytes.size() - 4);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
-    if (argc != 4) {
-        std::fprintf(stderr, "usage: make_seeds INDEX_IN INDEX_OUT BRICKS_DIR\n");
+    if (argc != 5) {
+        std::fprintf(stderr, "usage: make_seeds INDEX_IN INDEX_OUT BRICKS_DIR VARIANT_DIR\n");
         return 2;
     }
     Tolmar::CompressedIndex index;
@@ -69,7 +101,7 @@ int main(int argc, char** argv)
     if (!index.write(argv[2])) return 1;
     std::string const dir = argv[3];
     using T = Tolmar::Info3DGrid;
-    return write_cube(dir + "/int8.tmf", T::INT8) && write_cube(dir + "/int16.tmf", T::INT16) &&
+    return write_documents(argv[4]) && write_cube(dir + "/int8.tmf", T::INT8) && write_cube(dir + "/int16.tmf", T::INT16) &&
                    write_cube(dir + "/float.tmf", T::FLOAT)
                ? 0
                : 1;
