@@ -18,6 +18,7 @@
 #include "foundation/StreamerIndexedSEGY3DReader.h"
 #include "graphics/tile_renderer/TileDataSourceIndexedSeismic3D.h"
 #include "graphics/tile_renderer/TileDataSourceSeismic3D.h"
+#include "platform/debug_stream.h"
 
 namespace {
 
@@ -117,6 +118,8 @@ int main(int argc, char** argv)
         std::cerr << "usage: bench_tiles --segy=S.sgy --index=S.idx --cube=S.tmf (bench/compare_segyio writes them)\n";
         return 2;
     }
+    // Each restart logs the plane's size; thousands of them would bury the figures.
+    Tolmar::platform::set_debug_sink([](std::string_view) {});
     int n = static_cast<int>(rest.size());
     benchmark::Initialize(&n, rest.data());
     benchmark::RunSpecifiedBenchmarks();
