@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <random>
 #include <sys/wait.h>
 
@@ -137,6 +138,24 @@ std::vector<char> readFile(std::string const& path)
 void writeFile(std::string const& path, std::vector<char> const& bytes)
 {
     std::ofstream(path, std::ios::binary | std::ios::trunc).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
+std::string writeBricks(std::string const& path, Tolmar::vec<unsigned, 3> size, Tolmar::Info3DGrid::eDataType type,
+                        double minValue, double maxValue,
+                        std::function<void(Tolmar::Streamer3DGridLowLevelWriter const&, Tolmar::Brick&)> const& fill,
+                        Tolmar::SEGYCubeInfo const& info)
+{
+    Tolmar::Streamer3DGridLowLevelWriter w;
+    EXPECT_TRUE(w.create(path, size, type, 36, 2, minValue, maxValue, std::numeric_limits<double>::quiet_NaN(), info));
+    std::vector<Tolmar::Brick> bricks(w.grid().bricks_in_level(0));
+    for (unsigned id = 0; id < bricks.size(); ++id) {
+        bricks[id].id = id;
+        bricks[id].data.resize(w.brick_bytes());
+        fill(w, bricks[id]);
+    }
+    w.add_bricks(bricks);
+    EXPECT_TRUE(w.finish());
+    return path;
 }
 
 } // namespace tolmar_test

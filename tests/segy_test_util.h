@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/Streamer3DGridLowLevelWriter.h"
 #include "segy/SEGYreader.h"
 #include "segy/SEGYreader3D.h"
 #include "segy/SEGYwriter.h"
@@ -115,6 +116,14 @@ struct Header {
     double x = 0, y = 0, z = 0, depth = 0;
 };
 Header readHeader(ReaderHarness& r, std::istream& s, Layout const& l);
+
+// A brick file of level-0 bricks of 36 with a border of 2, undefined value the
+// type's default: fill gets each brick with its id set and its data sized, and
+// clears the data of a brick to leave undefined. Answers the path.
+std::string writeBricks(std::string const& path, Tolmar::vec<unsigned, 3> size, Tolmar::Info3DGrid::eDataType type,
+                        double minValue, double maxValue,
+                        std::function<void(Tolmar::Streamer3DGridLowLevelWriter const&, Tolmar::Brick&)> const& fill,
+                        Tolmar::SEGYCubeInfo const& info = {});
 
 // Runs a Python 3 script of the oracle folder with segyio; answers its exit status.
 int runOracle(std::string const& script, std::vector<std::string> const& args);
