@@ -56,26 +56,7 @@ IndexedFile makeFile(ScratchDir const& dir, int format, bool little)
     return f;
 }
 
-TEST(SEGY3DReadTrace, DecodesEveryTraceThroughBothStreamKinds)
-{
-    ScratchDir dir;
-    for (int format : {1, 5})
-        for (bool little : {false, true}) {
-            IndexedFile f = makeFile(dir, format, little);
-            std::ifstream plain(f.path, std::ios::binary);
-            auto mapped = Tolmar::platform::open_binary_input(f.path);
-            auto const order = f.survey.order();
-            for (std::size_t i = 0; i < order.size(); ++i) {
-                std::vector<float> a, b;
-                ASSERT_TRUE(Tolmar::SEGY3D_read_trace(plain, f.offset(i), f.header, a));
-                ASSERT_TRUE(Tolmar::SEGY3D_read_trace(*mapped, f.offset(i), f.header, b));
-                ASSERT_EQ(a.size(), 40u);
-                EXPECT_EQ(a, b);
-                for (int k = 0; k < 40; ++k) ASSERT_EQ(a[k], f.survey.amplitude(order[i].first, order[i].second, k));
-            }
-        }
-}
-
+// Decoding of every format through the tool: SegyFromElsewhere.
 TEST(SEGY3DReadTrace, WindowClampAndRescale)
 {
     ScratchDir dir;

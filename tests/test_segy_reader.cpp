@@ -190,22 +190,6 @@ TEST(SEGYreader, OverridesAndTransforms)
     EXPECT_DOUBLE_EQ(h.z, 40.0);
 }
 
-// The index record takes the reader's decoding and clamp settings.
-TEST(SEGYreader, IndexRecordTakesDecodingAndClamp)
-{
-    ReaderHarness r;
-    r.setIbmFloat(true);
-    r.setLittleEndian(true);
-    r.setSampleRateOverride(true, 4.0);
-    r.setSTransform(true);
-    r.setSMin(-3.0);
-    r.setSMax(4.0);
-    Tolmar::IndexedSEGYHeader h;
-    r.setIndexedSEGYHeaderValues(h);
-    EXPECT_TRUE(h.ibmFloat && h.littleEndian && h.sTransform);
-    EXPECT_EQ((std::vector<double>{h.sampleRate, h.sMin, h.sMax}), (std::vector<double>{4000, -3, 4}));
-}
-
 // A line reader rounds a float shot point, where inlines are truncated,
 // scales the depth and may make it z; a survey reader reads neither.
 TEST(SEGYreader, LineReaderShotPointsAndDepth)
