@@ -1,5 +1,4 @@
-// The bulk decoders against hand-assembled bytes of every coding and byte
-// order, and the bulk steps of bricking against their scalar rules.
+// Format codes, and the bulk steps of bricking against their scalar rules.
 
 #include <gtest/gtest.h>
 
@@ -13,7 +12,6 @@
 #include <utility>
 #include <vector>
 
-#include "foundation/byte_order.h"
 #include "foundation/rescale.h"
 #include "foundation/sample_decode.h"
 
@@ -35,47 +33,8 @@ TEST(SampleDecode, FormatCodes)
     for (int bad : {0, 4, 6, 7, 9, -1, 16}) EXPECT_FALSE(Tolmar::sample_coding_for_format(bad, false, c)) << bad;
 }
 
-// Enough values to cover the vector loops and their scalar tails.
-template <typename F>
-void forBothOrders(F&& f)
-{
-    for (bool little : {false, true}) f(little);
-}
-
-TEST(SampleDecode, IntegerAndIeeeCodings)
-{
-    constexpr int n = 67;
-    forBothOrders([&](bool little) {
-        std::vector<unsigned char> b32(4 * n), b16(2 * n), b8(n), bf(4 * n);
-        std::vector<float> want32(n), want16(n), want8(n), wantF(n);
-        for (int i = 0; i < n; ++i) {
-            std::int32_t const v32 = (i % 2 ? -1 : 1) * (i * 104729 + (i == 5 ? 2000000000 : 0));
-            std::int16_t const v16 = static_cast<std::int16_t>((i % 2 ? -1 : 1) * (i * 517 % 32768));
-            std::int8_t const v8 = static_cast<std::int8_t>(i * 37 - 128);
-            float const vf = (i % 3 ? -1.0f : 1.0f) * std::ldexp(1.0f + i / 128.0f, i - 30);
-            Tolmar::store_u32(&b32[4 * i], static_cast<std::uint32_t>(v32), little);
-            Tolmar::store_u16(&b16[2 * i], static_cast<std::uint16_t>(v16), little);
-            b8[i] = static_cast<unsigned char>(v8);
-            Tolmar::store_u32(&bf[4 * i], Tolmar::float_bits(vf), little);
-            want32[i] = static_cast<float>(v32);
-            want16[i] = v16;
-            want8[i] = v8;
-            wantF[i] = vf;
-        }
-        std::vector<float> out(n);
-        Tolmar::decode_samples(b32.data(), out.data(), n, SampleCoding::int32, little);
-        EXPECT_EQ(out, want32) << "int32 little=" << little;
-        Tolmar::decode_samples(b16.data(), out.data(), n, SampleCoding::int16, little);
-        EXPECT_EQ(out, want16) << "int16 little=" << little;
-        Tolmar::decode_samples(b8.data(), out.data(), n, SampleCoding::int8, little);
-        EXPECT_EQ(out, want8) << "int8 little=" << little;
-        Tolmar::decode_samples(bf.data(), out.data(), n, SampleCoding::ieee32, little);
-        EXPECT_EQ(out, wantF) << "ieee little=" << little;
-        Tolmar::store_u32(&bf[0], 0x41100000u, little);
-        Tolmar::decode_samples(bf.data(), out.data(), 1, SampleCoding::ibm32, little);
-        EXPECT_EQ(out[0], 1.0f);
-    });
-}
+// The decoders of every coding and byte order, against segyio's reading of
+// the same files: SegyFromElsewhere.
 
 TEST(SampleDecode, MinMaxPassesOverNaNAndClampBounds)
 {

@@ -143,6 +143,7 @@ TEST(SegyFromElsewhere, EveryQuirkReadsAsSegyioReadsIt)
         {"scaler_21", 42.0, "the affine map misses trace coordinates by up to"},
         {"delay_scaled", 0.02, ""},
         {"text_junk", 0.02, ""},
+        {"be_ibm", 0.02, ""},
         {"le_ibm", 0.02, ""},
         {"le_int32", 0.02, ""},
         {"le_int16", 0.02, ""},
