@@ -174,10 +174,7 @@ TEST(CubeReader, GeometryOfAnInvalidReader)
     r.x0 = 100, r.y0 = 50, r.xInl = 1, r.yInl = -1, r.xCrl = 2, r.yCrl = 3;
     double bounds[4];
     r.getBounds(bounds);
-    EXPECT_EQ(bounds[0], 100);
-    EXPECT_EQ(bounds[1], 150);
-    EXPECT_EQ(bounds[2], 40);
-    EXPECT_EQ(bounds[3], 110);
+    EXPECT_EQ(std::vector<double>(bounds, bounds + 4), (std::vector<double>{100, 150, 40, 110}));
 }
 
 TEST(CubeIndex, WritesAndReadsBackWithAHistogramOnTheSparseGrid)
@@ -194,11 +191,8 @@ TEST(CubeIndex, WritesAndReadsBackWithAHistogramOnTheSparseGrid)
     auto reader = Tolmar::open_indexed_segy3d_reader(im.segy, im.index);
     ASSERT_TRUE(reader);
     Tolmar::IndexedSEGYHeader const& h = reader->header();
-    EXPECT_EQ(h.inlStart, 100);
-    EXPECT_EQ(h.crlStop, 1199);
-    EXPECT_EQ(h.nSamples, 4);
-    EXPECT_FALSE(h.rescale);
-    EXPECT_EQ(h.maxAmplitude, 1000.0f);
+    EXPECT_EQ((std::vector<double>{double(h.inlStart), double(h.crlStop), double(h.nSamples), double(h.rescale), h.maxAmplitude}),
+              (std::vector<double>{100, 1199, 4, 0, 1000}));
     auto const& bins = reader->get_histogram();
     ASSERT_EQ(bins.size(), 65536u);
     EXPECT_EQ(std::accumulate(bins.begin(), bins.end(), 0ULL), 10u * 10u * 4u);

@@ -290,11 +290,8 @@ TEST_F(SmallCube, ResizedPoolStreamsItsCubesAgain)
     (*pool).set_pool_bytes(3 << 20);
     EXPECT_EQ((*pool).gpu_mem_size(), slot(33 * 36, 36, 36));
     EXPECT_EQ((*pool).pool_bytes(), 33 * GPUCubeMemoryManager::cell_bytes());
-    EXPECT_EQ((*pool).max_bricks_in_gpu_mem(), 32u);
-    EXPECT_EQ((*pool).freelist_size(), 32u);
-    EXPECT_TRUE(Probe::used(*pool).empty());
-    EXPECT_TRUE(source.resident().empty());
-    EXPECT_TRUE(source.loading());
+    EXPECT_TRUE((*pool).max_bricks_in_gpu_mem() == 32 && (*pool).freelist_size() == 32 && Probe::used(*pool).empty());
+    EXPECT_TRUE(source.resident().empty() && source.loading());
     for (auto const& level : source.layout())
         EXPECT_TRUE(std::all_of(level.begin(), level.end(), [](std::uint32_t e) { return e == 0; }));
 
