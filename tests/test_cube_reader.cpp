@@ -5,9 +5,6 @@
 #include <numeric>
 #include <sstream>
 
-#include <gdal_priv.h>
-#include <ogrsf_frmts.h>
-
 #include "debug_capture.h"
 #include "foundation/Streamer3DGridReader.h"
 #include "foundation/StreamerIndexedSEGY3DReader.h"
@@ -30,35 +27,10 @@ using Tolmar::Seismic3DTraceReader;
 
 namespace {
 
-// Scans a survey and writes both its index file and its brick file.
-struct Imported {
-    ScratchDir dir;
-    Survey sv;
-    std::string segy, index, bricks;
-
-    explicit Imported(Survey s, unsigned storage = 32) : sv(std::move(s))
-    {
-        segy = dir.path("s.sgy");
-        index = dir.path("s.idx");
-        bricks = dir.path("cube.tmf");
-        EXPECT_TRUE(writeSurvey(segy, sv));
-        SEGYreader3D r;
-        scanWhole(r, segy, storage);
-        Layout const l;
-        EXPECT_EQ(r.write_index(index), 1);
-        EXPECT_EQ(r.read_brick(dir.dir() + "/", "cube", l.types, l.positions, false), 1);
-    }
-};
-
-// Linear in all three directions, so bilinear interpolation is exact; the
-// trace at inline 120, crossline 230 is missing.
-Survey linearSurvey()
+// The linear survey without the trace at inline 120, crossline 230.
+Survey holedSurvey()
 {
-    Survey sv;
-    sv.inlines = 40;
-    sv.crosslines = 38;
-    sv.samples = 70;
-    sv.amplitude = [](int il, int xl, int k) { return static_cast<float>((il - 100) * 3 - (xl - 200) + k * 0.5); };
+    Survey sv = linearSurvey();
     sv.present = [](int il, int xl) { return !(il == 120 && xl == 230); };
     return sv;
 }
@@ -69,7 +41,7 @@ double linear(double il, double xl, int k) { return (il - 100) * 3 - (xl - 200) 
 
 TEST(CubeReader, BothSourcesAgreeWithTheSurvey)
 {
-    Imported const im(linearSurvey());
+    Imported const im(holedSurvey());
     Seismic3DTraceReader bricks(im.bricks), indexed(im.segy, im.index);
     ASSERT_TRUE(bricks.valid());
     ASSERT_TRUE(indexed.valid());
@@ -100,7 +72,7 @@ TEST(CubeReader, BothSourcesAgreeWithTheSurvey)
 
 TEST(CubeReader, TracedInterpolatesBetweenFourTraces)
 {
-    Imported const im(linearSurvey());
+    Imported const im(holedSurvey());
     Seismic3DTraceReader bricks(im.bricks), indexed(im.segy, im.index);
     std::vector<float> out;
     for (Seismic3DTraceReader* r : {&bricks, &indexed}) {
@@ -123,7 +95,7 @@ TEST(CubeReader, TracedInterpolatesBetweenFourTraces)
 
 TEST(CubeReader, TimeSliceRowsAndColumns)
 {
-    Imported const im(linearSurvey());
+    Imported const im(holedSurvey());
     Seismic3DTraceReader r(im.bricks);
     std::vector<float> slice, row, column;
     ASSERT_TRUE(r.timeslice(40.0, slice));
@@ -222,9 +194,7 @@ TEST(CubeIndex, WritesAndReadsBackWithAHistogramOnTheSparseGrid)
 
 TEST(CubeIndex, EffectiveRangesAndPercentCutsInvert)
 {
-    Survey sv = linearSurvey();
-    sv.present = [](int, int) { return true; };
-    Imported const im(sv);
+    Imported const im(linearSurvey());
     DebugCapture log;
     float r[8] = {0, 0, 0, 0, 0, 0, 0, 0};
     c_ranges(im.bricks.c_str(), im.segy.c_str(), im.index.c_str(), 5.0f, 10.0f, r);
@@ -278,29 +248,11 @@ TEST(FakeCubeReader, SlicesFromValuesAndATimeSliceThatNamesItsElements)
 
 TEST(CubeFromFeature, OpensTheCubeAFeatureNames)
 {
-    Imported const im(linearSurvey());
+    Imported const im(holedSurvey());
     // A GeoPackage beside the cube, naming it with paths relative to its folder:
     // the first feature by its brick file, the second by SEG-Y and index file.
     std::string const gpkg = im.dir.path("project.gpkg");
-    {
-        GDALAllRegister();
-        GDALDatasetUniquePtr ds(GetGDALDriverManager()->GetDriverByName("GPKG")->Create(gpkg.c_str(), 0, 0, 0,
-                                                                                      GDT_Unknown, nullptr));
-        ASSERT_TRUE(ds);
-        OGRLayer* layer = ds->CreateLayer("cubes", nullptr, wkbPoint, nullptr);
-        for (char const* name : {"Name", "SEGYFile", "BrickFile", "IndexFile"}) {
-            OGRFieldDefn defn(name, OFTString);
-            ASSERT_EQ(layer->CreateField(&defn), OGRERR_NONE);
-        }
-        for (bool bricks : {true, false}) {
-            OGRFeature f(layer->GetLayerDefn());
-            f.SetField("Name", "survey");
-            f.SetField("SEGYFile", "s.sgy");
-            f.SetField("BrickFile", bricks ? "cube.tmf" : "");
-            f.SetField("IndexFile", "s.idx");
-            ASSERT_EQ(layer->CreateFeature(&f), OGRERR_NONE);
-        }
-    }
+    ASSERT_TRUE(writeCubesWorkspace("GPKG", gpkg, {{"survey", "s.sgy", "cube.tmf", "s.idx"}, {"survey", "s.sgy", "", "s.idx"}}));
     std::string error;
     auto ws = Tolmar::host::open_workspace(gpkg, error);
     ASSERT_TRUE(ws) << error;

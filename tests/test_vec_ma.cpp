@@ -117,17 +117,6 @@ TEST(Ma, LineThroughBox)
     EXPECT_TRUE(Ma::Line3D(q0, q1).CrossingsBox3D(lo, hi, false).empty());
 }
 
-TEST(Ma, PlaneGivesTheInlineStep)
-{
-    // Inline numbers on a grid rotated by 30 degrees with 25 m between inlines.
-    double const c = std::cos(M_PI / 6), s = std::sin(M_PI / 6);
-    auto xAt = [&](double il, double xl) { return 1000.0 + 25.0 * c * il - 12.5 * s * xl; };
-    auto yAt = [&](double il, double xl) { return 2000.0 + 25.0 * s * il + 12.5 * c * xl; };
-    Ma::PlaneFunction2D plane(xAt(10, 5), yAt(10, 5), 10, xAt(30, 5), yAt(30, 5), 30, xAt(10, 40), yAt(10, 40), 10);
-    EXPECT_NEAR(plane.getIncrement(), 25.0, 1e-9);
-    EXPECT_NEAR(plane.getXIncrement(), 25.0 * c, 1e-9);
-    EXPECT_NEAR(plane.getYIncrement(), 25.0 * s, 1e-9);
-    EXPECT_NEAR(plane.value(xAt(17, 33), yAt(17, 33)), 17.0, 1e-9);
-}
+// The plane fit of the line numbers: the scan tests, on rotated grids.
 
 } // namespace
