@@ -45,20 +45,6 @@ TEST(GlVersion, LeadingMajorAndMinorDecide)
         EXPECT_EQ(Tolmar::gl_version_string_at_least(r.text, r.major, r.minor), r.atLeast) << (r.text ? r.text : "null");
 }
 
-TEST(ShaderTexts, TwentyTextsByExactLength)
-{
-    std::string text;
-    for (unsigned id = 210; id <= 229; ++id) {
-        ASSERT_TRUE(Tolmar::load_shader_text(id, text)) << id;
-        EXPECT_FALSE(text.empty()) << id;
-        EXPECT_EQ(text.find('\0'), std::string::npos) << id;
-    }
-    ASSERT_TRUE(Tolmar::load_shader_text(223, text));
-    EXPECT_EQ(text.rfind("#version 120", 0), 0u);
-    EXPECT_FALSE(Tolmar::load_shader_text(209, text));
-    EXPECT_TRUE(text.empty());
-}
-
 // A fresh process, so that no earlier test has loaded GLEW.
 TEST(GlewInitDeathTest, FailsWithoutContextThenLoadsOnce)
 {
@@ -149,9 +135,13 @@ TEST_F(GL, StoredTextsWithAndWithoutGeometry)
     ASSERT_TRUE(lines.load_from_resources(221, 220, 222, "")) << cap.text();
     EXPECT_EQ(attached_shaders(lines.program), 3);
 
+    // Every stored text builds: ShaderPrograms. One past them is refused.
     std::size_t const before = cap.text().size();
     EXPECT_FALSE(GLSLProgram{}.load_from_resources(9999, 211, 0, ""));
     EXPECT_EQ(cap.text().size(), before);
+    std::string text = "stale";
+    EXPECT_FALSE(Tolmar::load_shader_text(209, text));
+    EXPECT_TRUE(text.empty());
 }
 
 TEST_F(GL, DrawsTopRowFirstAndOutlivesASecondContext)
