@@ -2,9 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <gdal_priv.h>
+#include <ogrsf_frmts.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <random>
 #include <sys/wait.h>
 
@@ -65,6 +69,26 @@ void scanWhole(Tolmar::SEGYreader3D& r, std::string const& path, unsigned storag
     r.setZRange(0, 100000, 0.001);
     Layout const l;
     EXPECT_EQ(r.scan(l.types, l.positions, false, true), 1);
+}
+
+Imported::Imported(Survey s, unsigned storage) : sv(std::move(s))
+{
+    EXPECT_TRUE(writeSurvey(segy, sv));
+    // Each from a scan of its own: below 32 bits, writing the index leaves the
+    // reader with the mapped amplitude range, and bricks made after it unscaled.
+    Tolmar::SEGYreader3D forIndex, forBricks;
+    scanWhole(forIndex, segy, storage);
+    EXPECT_EQ(forIndex.write_index(index), 1);
+    scanWhole(forBricks, segy, storage);
+    Layout const l;
+    EXPECT_EQ(forBricks.read_brick(dir.dir() + "/", "cube", l.types, l.positions, false), 1);
+}
+
+Survey linearSurvey()
+{
+    return {.inlines = 40, .crosslines = 38, .samples = 70, .amplitude = [](int il, int xl, int k) {
+                return static_cast<float>((il - 100) * 3 - (xl - 200) + k * 0.5);
+            }};
 }
 
 bool writeSurvey(std::string const& path, Survey const& s)
@@ -137,6 +161,57 @@ std::vector<char> readFile(std::string const& path)
 void writeFile(std::string const& path, std::vector<char> const& bytes)
 {
     std::ofstream(path, std::ios::binary | std::ios::trunc).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
+bool writeCubesWorkspace(char const* driverName, std::string const& path, std::vector<std::array<char const*, 4>> const& rows)
+{
+    GDALAllRegister();
+    GDALDriver* const driver = GetGDALDriverManager()->GetDriverByName(driverName);
+    if (!driver || !driver->GetMetadataItem(GDAL_DCAP_CREATE)) return false;
+    GDALDatasetUniquePtr ds(driver->Create(path.c_str(), 0, 0, 0, GDT_Unknown, nullptr));
+    if (!ds) return false;
+    OGRLayer* const layer = ds->CreateLayer("cubes", nullptr, wkbPoint, nullptr);
+    EXPECT_TRUE(layer);
+    if (!layer) return false;
+    char const* const names[] = {"Name", "SEGYFile", "BrickFile", "IndexFile"};
+    for (char const* field : names) {
+        OGRFieldDefn defn(field, OFTString);
+        EXPECT_EQ(layer->CreateField(&defn), OGRERR_NONE);
+    }
+    OGRFieldDefn traces("Traces", OFTInteger);
+    EXPECT_EQ(layer->CreateField(&traces), OGRERR_NONE);
+    int n = 0;
+    for (auto const& row : rows) {
+        OGRFeature f(layer->GetLayerDefn());
+        for (int i = 0; i < 4; ++i) {
+            if (row[i]) f.SetField(names[i], row[i]);
+            else f.SetFieldNull(f.GetFieldIndex(names[i]));
+        }
+        f.SetField("Traces", 1200 + n++);
+        OGRPoint point(1.0 * n, 2.0 * n);
+        f.SetGeometry(&point);
+        EXPECT_EQ(layer->CreateFeature(&f), OGRERR_NONE);
+    }
+    EXPECT_TRUE(ds->CreateLayer("wells", nullptr, wkbPoint, nullptr));
+    return true;
+}
+
+std::string writeBricks(std::string const& path, Tolmar::vec<unsigned, 3> size, Tolmar::Info3DGrid::eDataType type,
+                        double minValue, double maxValue,
+                        std::function<void(Tolmar::Streamer3DGridLowLevelWriter const&, Tolmar::Brick&)> const& fill,
+                        Tolmar::SEGYCubeInfo const& info)
+{
+    Tolmar::Streamer3DGridLowLevelWriter w;
+    EXPECT_TRUE(w.create(path, size, type, 36, 2, minValue, maxValue, std::numeric_limits<double>::quiet_NaN(), info));
+    std::vector<Tolmar::Brick> bricks(w.grid().bricks_in_level(0));
+    for (unsigned id = 0; id < bricks.size(); ++id) {
+        bricks[id].id = id;
+        bricks[id].data.resize(w.brick_bytes());
+        fill(w, bricks[id]);
+    }
+    w.add_bricks(bricks);
+    EXPECT_TRUE(w.finish());
+    return path;
 }
 
 } // namespace tolmar_test

@@ -2,11 +2,13 @@
 // Shared helpers of the SEG-Y tests: scratch folders, synthetic surveys and
 // a reader that exposes the protected decoding steps.
 
+#include <array>
 #include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "foundation/Streamer3DGridLowLevelWriter.h"
 #include "segy/SEGYreader.h"
 #include "segy/SEGYreader3D.h"
 #include "segy/SEGYwriter.h"
@@ -82,6 +84,19 @@ std::string surveyFile(ScratchDir const& dir, Survey const& s, std::string const
 void scanWhole(Tolmar::SEGYreader3D& r, std::string const& path, unsigned storage, bool ibm = true,
                bool littleEndian = false);
 
+// A survey written to s.sgy, scanned whole with samples kept as `storage` bits,
+// and imported beside it: index s.idx and brick file cube.tmf.
+struct Imported {
+    ScratchDir dir;
+    Survey sv;
+    std::string segy = dir.path("s.sgy"), index = dir.path("s.idx"), bricks = dir.path("cube.tmf");
+    explicit Imported(Survey s, unsigned storage = 32);
+};
+
+// 40 inlines, 38 crosslines and 70 samples, linear in all three directions so
+// that bilinear interpolation is exact, more than a brick across every way.
+Survey linearSurvey();
+
 // Overwrites a big-endian header word of trace `trace` (from 0) at a 1-based
 // byte position; bytes is 2 or 4.
 void patchTraceWord(std::string const& path, Survey const& s, long long trace, int position, int bytes, int value);
@@ -115,6 +130,20 @@ struct Header {
     double x = 0, y = 0, z = 0, depth = 0;
 };
 Header readHeader(ReaderHarness& r, std::istream& s, Layout const& l);
+
+// A brick file of level-0 bricks of 36 with a border of 2, undefined value the
+// type's default: fill gets each brick with its id set and its data sized, and
+// clears the data of a brick to leave undefined. Answers the path.
+std::string writeBricks(std::string const& path, Tolmar::vec<unsigned, 3> size, Tolmar::Info3DGrid::eDataType type,
+                        double minValue, double maxValue,
+                        std::function<void(Tolmar::Streamer3DGridLowLevelWriter const&, Tolmar::Brick&)> const& fill,
+                        Tolmar::SEGYCubeInfo const& info = {});
+
+// A workspace made by GDAL's driver: a point class "cubes" with the string
+// fields Name, SEGYFile, BrickFile and IndexFile, a null pointer leaving one
+// null, and an integer Traces (1200, 1201, ...), a feature a row; and a class
+// "wells" without features. False where the driver cannot create.
+bool writeCubesWorkspace(char const* driver, std::string const& path, std::vector<std::array<char const*, 4>> const& rows);
 
 // Runs a Python 3 script of the oracle folder with segyio; answers its exit status.
 int runOracle(std::string const& script, std::vector<std::string> const& args);

@@ -10,30 +10,16 @@
 #include "debug_capture.h"
 #include "foundation/Streamer3DGridReader.h"
 #include "foundation/rescale.h"
-#include "segy/SEGYreader3D.h"
 #include "segy/WorkerTeam.h"
 #include "segy_test_util.h"
 
 using namespace tolmar_test;
 using Tolmar::Brick;
 using Tolmar::BrickKey;
-using Tolmar::SEGYreader3D;
 
 namespace {
 
 constexpr int kBrick = 36, kBorder = 2, kCore = kBrick - 2 * kBorder;
-
-// Scans the survey fully and writes its bricks; answers the open cube.
-std::shared_ptr<Tolmar::Streamer3DGridReader> brickSurvey(ScratchDir const& dir, Survey const& sv, unsigned storage,
-                                                          SEGYreader3D& r)
-{
-    std::string const path = dir.path("s.sgy");
-    EXPECT_TRUE(writeSurvey(path, sv));
-    scanWhole(r, path, storage);
-    Layout const l;
-    EXPECT_EQ(r.read_brick(dir.dir() + "/", "cube", l.types, l.positions, false), 1);
-    return Tolmar::open_3dgrid_reader(dir.path("cube.tmf"));
-}
 
 double element(Brick const& b, int type, std::size_t e)
 {
@@ -52,17 +38,6 @@ std::vector<Brick> allBricks(Tolmar::Streamer3DGridReader& cube, unsigned level)
     std::vector<Brick> out;
     EXPECT_TRUE(cube.get_bricks_blocking(keys, out));
     return out;
-}
-
-// A survey more than one brick wide in every direction, with a smooth field.
-Survey twoBrickSurvey()
-{
-    Survey sv;
-    sv.inlines = 40;
-    sv.crosslines = 38;
-    sv.samples = 70;
-    sv.amplitude = [](int il, int xl, int k) { return static_cast<float>((il - 100) * 3 - (xl - 200) + k * 0.5); };
-    return sv;
 }
 
 double maxAbs(Survey const& sv)
@@ -84,13 +59,12 @@ float rescaled(Survey const& sv, unsigned storage, double m, int il, int xl, int
 
 TEST(BrickWriter, LevelZeroHoldsEverySampleInEveryStorageKind)
 {
-    Survey const sv = twoBrickSurvey();
+    Survey const sv = linearSurvey();
     for (unsigned storage : {32u, 16u, 8u}) {
         SCOPED_TRACE(storage);
-        ScratchDir dir;
-        SEGYreader3D r;
         DebugCapture log;
-        auto cube = brickSurvey(dir, sv, storage, r);
+        Imported const im(sv, storage);
+        auto cube = Tolmar::open_3dgrid_reader(im.bricks);
         ASSERT_TRUE(cube);
         EXPECT_NE(log.text().find("read_brick done"), std::string::npos);
         EXPECT_NE(log.text().find(" num_active_levels_hint = 3"), std::string::npos);
@@ -127,48 +101,17 @@ TEST(BrickWriter, LevelZeroHoldsEverySampleInEveryStorageKind)
     }
 }
 
-TEST(BrickWriter, CoarserLevelsAverageWhatTheyCover)
-{
-    ScratchDir dir;
-    Survey const sv = twoBrickSurvey();
-    SEGYreader3D r;
-    auto cube = brickSurvey(dir, sv, 8, r);
-    ASSERT_TRUE(cube);
-    std::vector<Brick> const level1 = allBricks(*cube, 1);
-    ASSERT_EQ(level1.size(), 2u);
-    Brick const& b = level1[0];
-    ASSERT_EQ(cube->id2pos(b)[0], 0u);
-    ASSERT_FALSE(b.data.empty());
-    // Each element averages the 2 x 2 x 2 mapped samples it covers, truncated towards zero.
-    double const m = maxAbs(sv);
-    for (int i = kBorder; i < 20; i += 3)
-        for (int j = kBorder; j < 18; j += 5)
-            for (int k = kBorder; k < 34; k += 7) {
-                double sum = 0;
-                for (int d = 0; d < 8; ++d)
-                    sum += rescaled(sv, 8, m, 100 + 2 * (i - kBorder) + (d & 1), 200 + 2 * (2 * (j - kBorder) + (d >> 1 & 1)),
-                                    2 * (k - kBorder) + (d >> 2));
-                ASSERT_EQ(element(b, 1, static_cast<std::size_t>((i * kBrick + j) * kBrick + k)), std::trunc(sum / 8))
-                    << i << " " << j << " " << k;
-            }
-
-    // Every level up to the root reads back, and the root is defined.
-    for (unsigned level = 0; level < cube->get_num_levels(); ++level) EXPECT_FALSE(allBricks(*cube, level).empty());
-    EXPECT_FALSE(cube->is_undef_brick(BrickKey{cube->get_num_levels() - 1, 0}));
-}
-
 TEST(BrickWriter, BricksOutsideTheOutlineAreUndefined)
 {
-    ScratchDir dir;
     Survey sv;
     sv.inlines = 70;
     sv.crosslines = 70;
     sv.samples = 8;
     // A quarter of the survey has no traces: brick (0, 1, 1) has no trace in its window.
     sv.present = [](int il, int xl) { return il - 100 < 30 || (xl - 200) / 2 < 30; };
-    SEGYreader3D r;
     DebugCapture log;
-    auto cube = brickSurvey(dir, sv, 16, r);
+    Imported const im(sv, 16);
+    auto cube = Tolmar::open_3dgrid_reader(im.bricks);
     ASSERT_TRUE(cube);
     EXPECT_NE(log.text().find(" num_active_levels_hint = 3"), std::string::npos);
     EXPECT_NE(log.text().find(" level_0_brick_step = 4"), std::string::npos);
@@ -196,10 +139,9 @@ TEST(BrickWriter, UnitsAndBandsAverageThePresentTraces)
     sv.amplitude = [](int il, int xl, int k) { return static_cast<float>(((il * 13 + xl * 7 + k * 5) % 181) - 90); };
     auto const present = [](int i, int j) { return (i * 7 + j * 3) % 23 != 0; }; // by line index
     sv.present = [present](int il, int xl) { return present(il - 100, (xl - 200) / 2); };
-    ScratchDir dir;
-    SEGYreader3D r;
     DebugCapture log;
-    auto cube = brickSurvey(dir, sv, 8, r);
+    Imported const im(sv, 8);
+    auto cube = Tolmar::open_3dgrid_reader(im.bricks);
     ASSERT_TRUE(cube);
     ASSERT_NE(log.text().find(" num_active_levels_hint = 3"), std::string::npos);
     double const m = maxAbs(sv);
@@ -237,6 +179,9 @@ TEST(BrickWriter, UnitsAndBandsAverageThePresentTraces)
         }
     }
     EXPECT_GT(checked, 10 * kBrick * kBrick * kBrick / 2);
+    // Every level up to the root reads back, and the root is defined.
+    for (unsigned level = 3; level < cube->get_num_levels(); ++level) EXPECT_FALSE(allBricks(*cube, level).empty());
+    EXPECT_FALSE(cube->is_undef_brick(BrickKey{cube->get_num_levels() - 1, 0}));
 }
 
 TEST(BrickWriter, TeamRunsEveryTaskOnceARound)

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -100,6 +101,15 @@ TEST_F(RenderPool, TinyBudgetDrawsCoarserBricksWithoutHoles)
     Drawn const exact = render("--gpu-memory 4");
     EXPECT_TRUE(exact.fullResolution);
     EXPECT_EQ(exact.err, "");
+}
+
+TEST_F(RenderPool, CameraAndRefusedArguments)
+{
+    EXPECT_EQ(render("--camera 30 20").err, "");
+    std::string const png = dir->path("refused.png");
+    EXPECT_NE(tolmar("render " + dir->path("cube.tmf") + " --inline 9999 --png " + png).status, 0);
+    std::ofstream(png) << "taken";
+    EXPECT_NE(tolmar("render " + dir->path("cube.tmf") + " --inline 1020 --png " + png).status, 0) << "exists";
 }
 
 } // namespace

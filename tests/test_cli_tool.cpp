@@ -72,31 +72,13 @@ TEST_F(Tool, InfoDetectsByteOrderAndFloatKind)
     EXPECT_NE(text.out.find("9 traces of 10 samples every 4000 us, format 1 (ibm), big-endian"), std::string::npos);
 }
 
+// Ranges, amplitudes and the map against segyio: SegyFromElsewhere.
 TEST_F(Tool, ScanReportsTheSurvey)
 {
     CPLJSONObject const j = json_of(tolmar("scan --full --json " + segy()));
-    EXPECT_EQ(numbers(j, "inline"), (std::vector<double>{1000, 1011, 1}));
-    EXPECT_EQ(numbers(j, "crossline"), (std::vector<double>{2000, 2018, 2}));
-    EXPECT_EQ(numbers(j, "z"), (std::vector<double>{0, 236, 4}));
     EXPECT_EQ(j.GetLong("indexed_traces"), tolmar_cli::synthetic_trace_count(o));
-
-    float low = INFINITY, high = -INFINITY;
-    for (int i = 0; i < o.inlines; ++i)
-        for (int c = 0; c < o.crosslines; ++c)
-            for (int k = 0; k < o.samples && tolmar_cli::trace_present(o, i, c); ++k) {
-                low = std::min(low, tolmar_cli::synthetic_amplitude(o, i, c, k));
-                high = std::max(high, tolmar_cli::synthetic_amplitude(o, i, c, k));
-            }
-    EXPECT_EQ(numbers(j, "amplitude"), (std::vector<double>{low, high}));
-
-    // Inline numbers step 12.5 m along 30 degrees east of north; crossline numbers 6.25 m at 120 degrees.
-    CPLJSONObject const t = j.GetObj("transform");
-    EXPECT_NEAR(t.GetDouble("xInl"), 12.5 * 0.5, 1e-3);
-    EXPECT_NEAR(t.GetDouble("yInl"), 12.5 * std::sqrt(3) / 2, 1e-3);
-    EXPECT_NEAR(t.GetDouble("xCrl"), 6.25 * std::sqrt(3) / 2, 1e-3);
-    EXPECT_NEAR(t.GetDouble("yCrl"), -6.25 * 0.5, 1e-3);
-    EXPECT_NEAR(t.GetDouble("x0") + 1000 * t.GetDouble("xInl") + 2000 * t.GetDouble("xCrl"), o.x0, 0.01);
-
+    // Inline numbers step 12.5 m along 30 degrees east of north.
+    EXPECT_NEAR(j.GetObj("transform").GetDouble("xInl"), 12.5 * 0.5, 1e-3);
     EXPECT_EQ(json_of(tolmar("scan --json " + segy())).GetObj("amplitude").GetType(), CPLJSONObject::Type::Null);
 }
 
@@ -119,17 +101,8 @@ TEST_F(Tool, SlicesAgreeFromBricksAndIndexAndHoldTheSamples)
         }
         EXPECT_GT(holes, 0) << which << " crosses the hole of the outline";
     }
-    std::vector<float> const time = read_floats(dir->path("a.f32")); // the loop's last slice
-    // Inline 1005 (index 5): crosslines across, samples down.
-    ASSERT_EQ(tolmar("slice --force " + bricks() + " --inline 1005 --raw " + dir->path("a.f32")).status, 0);
-    std::vector<float> const inl = read_floats(dir->path("a.f32"));
-    ASSERT_EQ(inl.size(), 10u * 60u);
-    for (int c = 0; c < 10; ++c) {
-        if (tolmar_cli::trace_present(o, 5, c)) {
-            EXPECT_EQ(inl[static_cast<std::size_t>(20 * 10 + c)], tolmar_cli::synthetic_amplitude(o, 5, c, 20));
-        }
-    }
-    // The time slice at 100 ms (sample 25): inlines across, crosslines down.
+    // The loop's last slice, at 100 ms (sample 25): inlines across, crosslines down. (Inlines: SegyFromElsewhere.)
+    std::vector<float> const time = read_floats(dir->path("a.f32"));
     ASSERT_EQ(time.size(), 12u * 10u);
     for (int c = 0; c < 10; ++c) {
         for (int i = 0; i < 12; ++i) {

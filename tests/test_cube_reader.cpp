@@ -5,9 +5,6 @@
 #include <numeric>
 #include <sstream>
 
-#include <gdal_priv.h>
-#include <ogrsf_frmts.h>
-
 #include "debug_capture.h"
 #include "foundation/Streamer3DGridReader.h"
 #include "foundation/StreamerIndexedSEGY3DReader.h"
@@ -30,35 +27,10 @@ using Tolmar::Seismic3DTraceReader;
 
 namespace {
 
-// Scans a survey and writes both its index file and its brick file.
-struct Imported {
-    ScratchDir dir;
-    Survey sv;
-    std::string segy, index, bricks;
-
-    explicit Imported(Survey s, unsigned storage = 32) : sv(std::move(s))
-    {
-        segy = dir.path("s.sgy");
-        index = dir.path("s.idx");
-        bricks = dir.path("cube.tmf");
-        EXPECT_TRUE(writeSurvey(segy, sv));
-        SEGYreader3D r;
-        scanWhole(r, segy, storage);
-        Layout const l;
-        EXPECT_EQ(r.write_index(index), 1);
-        EXPECT_EQ(r.read_brick(dir.dir() + "/", "cube", l.types, l.positions, false), 1);
-    }
-};
-
-// Linear in all three directions, so bilinear interpolation is exact; the
-// trace at inline 120, crossline 230 is missing.
-Survey linearSurvey()
+// The linear survey without the trace at inline 120, crossline 230.
+Survey holedSurvey()
 {
-    Survey sv;
-    sv.inlines = 40;
-    sv.crosslines = 38;
-    sv.samples = 70;
-    sv.amplitude = [](int il, int xl, int k) { return static_cast<float>((il - 100) * 3 - (xl - 200) + k * 0.5); };
+    Survey sv = linearSurvey();
     sv.present = [](int il, int xl) { return !(il == 120 && xl == 230); };
     return sv;
 }
@@ -69,19 +41,13 @@ double linear(double il, double xl, int k) { return (il - 100) * 3 - (xl - 200) 
 
 TEST(CubeReader, BothSourcesAgreeWithTheSurvey)
 {
-    Imported const im(linearSurvey());
+    Imported const im(holedSurvey());
     Seismic3DTraceReader bricks(im.bricks), indexed(im.segy, im.index);
     ASSERT_TRUE(bricks.valid());
     ASSERT_TRUE(indexed.valid());
     for (Seismic3DTraceReader* r : {&bricks, &indexed}) {
-        EXPECT_EQ(r->inlStart, 100);
-        EXPECT_EQ(r->inlStop, 139);
-        EXPECT_EQ(r->crlStart, 200);
-        EXPECT_EQ(r->crlStop, 274);
-        EXPECT_EQ(r->crlStep, 2);
-        EXPECT_EQ(r->ninl(), 40);
-        EXPECT_EQ(r->ncrl(), 38);
-        EXPECT_EQ(r->nt(), 70);
+        EXPECT_EQ((std::vector<int>{r->inlStart, r->inlStop, r->crlStart, r->crlStop, r->crlStep, r->ninl(), r->ncrl(), r->nt()}),
+                  (std::vector<int>{100, 139, 200, 274, 2, 40, 38, 70}));
         EXPECT_NEAR(r->x(110, 230), im.sv.x(110, 230), 1e-6);
         EXPECT_NEAR(r->y(110, 230), im.sv.y(110, 230), 1e-6);
         EXPECT_NEAR(r->inLd(r->xd(110.5, 231.0), r->yd(110.5, 231.0)), 110.5, 1e-6);
@@ -93,49 +59,20 @@ TEST(CubeReader, BothSourcesAgreeWithTheSurvey)
     EXPECT_EQ(bricks.undef(), static_cast<float>(bricks.brickReader->get_undef_value()));
     EXPECT_EQ(indexed.undef(), FLT_MAX);
 
-    int const ns = 70, nc = 38, ni = 40;
+    // Slices from both sources agree, holes included: the tool's tests. The z
+    // window: honoured by bricks, ignored by the index.
     std::vector<float> a, b;
-    // Inline 110: samples x crosslines from bricks, sample-major from the index.
-    ASSERT_TRUE(bricks.inlslice(110, a));
-    ASSERT_TRUE(indexed.inlslice(110, b));
-    ASSERT_EQ(a.size(), std::size_t(ns * nc));
-    ASSERT_EQ(b.size(), a.size());
-    for (int c = 0; c < nc; ++c)
-        for (int k = 0; k < ns; ++k) {
-            ASSERT_EQ(a[c * ns + k], im.sv.amplitude(110, 200 + 2 * c, k));
-            ASSERT_EQ(b[k * nc + c], a[c * ns + k]);
-        }
-    ASSERT_TRUE(bricks.crlslice(204, a));
-    ASSERT_TRUE(indexed.crlslice(204, b));
-    for (int i = 0; i < ni; ++i)
-        for (int k = 0; k < ns; ++k) ASSERT_EQ(b[k * ni + i], a[i * ns + k]);
-
-    // A time slice holds inlines fastest from both; the missing trace is
-    // undefined in the bricks and absent from the index's answer.
-    ASSERT_TRUE(bricks.timeslice(4.0 * 9, a));
-    ASSERT_TRUE(indexed.timeslice(4.0 * 9, b));
-    ASSERT_EQ(a.size(), std::size_t(ni * nc));
-    ASSERT_EQ(b.size(), a.size() - 1);
-    int const hole = 15 * ni + 20;
-    EXPECT_EQ(a[hole], bricks.undef());
-    for (int e = 0; e < ni * nc; ++e)
-        if (e != hole) {
-            ASSERT_EQ(b[e < hole ? e : e - 1], a[e]) << e;
-        }
-    EXPECT_EQ(a[3 * ni + 7], im.sv.amplitude(107, 206, 9));
-
-    // The z window: honoured by bricks, ignored by the index.
     ASSERT_TRUE(bricks.trace(105, 210, 8.0, 20.0, a));
     ASSERT_EQ(a.size(), 4u);
     EXPECT_EQ(a[0], im.sv.amplitude(105, 210, 2));
     ASSERT_TRUE(indexed.trace(105, 210, 8.0, 20.0, b));
-    ASSERT_EQ(b.size(), std::size_t(ns));
+    ASSERT_EQ(b.size(), 70u);
     EXPECT_FALSE(indexed.trace(120, 230, 0.0, 276.0, b));
 }
 
 TEST(CubeReader, TracedInterpolatesBetweenFourTraces)
 {
-    Imported const im(linearSurvey());
+    Imported const im(holedSurvey());
     Seismic3DTraceReader bricks(im.bricks), indexed(im.segy, im.index);
     std::vector<float> out;
     for (Seismic3DTraceReader* r : {&bricks, &indexed}) {
@@ -158,7 +95,7 @@ TEST(CubeReader, TracedInterpolatesBetweenFourTraces)
 
 TEST(CubeReader, TimeSliceRowsAndColumns)
 {
-    Imported const im(linearSurvey());
+    Imported const im(holedSurvey());
     Seismic3DTraceReader r(im.bricks);
     std::vector<float> slice, row, column;
     ASSERT_TRUE(r.timeslice(40.0, slice));
@@ -209,10 +146,7 @@ TEST(CubeReader, GeometryOfAnInvalidReader)
     r.x0 = 100, r.y0 = 50, r.xInl = 1, r.yInl = -1, r.xCrl = 2, r.yCrl = 3;
     double bounds[4];
     r.getBounds(bounds);
-    EXPECT_EQ(bounds[0], 100);
-    EXPECT_EQ(bounds[1], 150);
-    EXPECT_EQ(bounds[2], 40);
-    EXPECT_EQ(bounds[3], 110);
+    EXPECT_EQ(std::vector<double>(bounds, bounds + 4), (std::vector<double>{100, 150, 40, 110}));
 }
 
 TEST(CubeIndex, WritesAndReadsBackWithAHistogramOnTheSparseGrid)
@@ -229,11 +163,8 @@ TEST(CubeIndex, WritesAndReadsBackWithAHistogramOnTheSparseGrid)
     auto reader = Tolmar::open_indexed_segy3d_reader(im.segy, im.index);
     ASSERT_TRUE(reader);
     Tolmar::IndexedSEGYHeader const& h = reader->header();
-    EXPECT_EQ(h.inlStart, 100);
-    EXPECT_EQ(h.crlStop, 1199);
-    EXPECT_EQ(h.nSamples, 4);
-    EXPECT_FALSE(h.rescale);
-    EXPECT_EQ(h.maxAmplitude, 1000.0f);
+    EXPECT_EQ((std::vector<double>{double(h.inlStart), double(h.crlStop), double(h.nSamples), double(h.rescale), h.maxAmplitude}),
+              (std::vector<double>{100, 1199, 4, 0, 1000}));
     auto const& bins = reader->get_histogram();
     ASSERT_EQ(bins.size(), 65536u);
     EXPECT_EQ(std::accumulate(bins.begin(), bins.end(), 0ULL), 10u * 10u * 4u);
@@ -263,9 +194,7 @@ TEST(CubeIndex, WritesAndReadsBackWithAHistogramOnTheSparseGrid)
 
 TEST(CubeIndex, EffectiveRangesAndPercentCutsInvert)
 {
-    Survey sv = linearSurvey();
-    sv.present = [](int, int) { return true; };
-    Imported const im(sv);
+    Imported const im(linearSurvey());
     DebugCapture log;
     float r[8] = {0, 0, 0, 0, 0, 0, 0, 0};
     c_ranges(im.bricks.c_str(), im.segy.c_str(), im.index.c_str(), 5.0f, 10.0f, r);
@@ -276,11 +205,6 @@ TEST(CubeIndex, EffectiveRangesAndPercentCutsInvert)
     EXPECT_NEAR(r[3], r[1], binWidth);
     EXPECT_NEAR(r[4], 5.0f, 0.5f);
     EXPECT_NEAR(r[5], 10.0f, 0.5f);
-    std::string const t = log.text();
-    for (char const* line : {"Entered Seismic3DTraceReader_getEffectiveRange()", "Leaving Seismic3DTraceReader_getEffectiveRange()",
-                             "Entered Seismic3DTraceReader_getEffectiveRangeIndex()",
-                             "Leaving Seismic3DTraceReader_getEffectiveRangeIndex()"})
-        EXPECT_NE(t.find(line), std::string::npos) << line;
 
     float untouched[8] = {1, 2, 3, 4, 5, 6, 7, 8};
     c_ranges("/no/cube.tmf", "/no/s.sgy", "/no/s.idx", 5.0f, 10.0f, untouched);
@@ -312,47 +236,23 @@ TEST(FakeCubeReader, SlicesFromValuesAndATimeSliceThatNamesItsElements)
     ASSERT_TRUE(f.inlslice(5, out));
     ASSERT_EQ(out.size(), 10000u);
     EXPECT_EQ(out[7 * 100 + 3], v->value(4, 7, 3));
-    ASSERT_TRUE(f.crlslice(100, out));
-    EXPECT_EQ(out[2 * 100 + 99], v->value(2, 99, 99));
     ASSERT_TRUE(f.timeslice(50.0, out));
-    EXPECT_EQ(out[0], 1001.0f);
     EXPECT_EQ(out[3 * 100 + 9], 4010.0f);
-    for (int e : {0, 5000, 9999}) EXPECT_TRUE(v->value(e / 100, e % 100, 0) >= 0 && v->value(e / 100, e % 100, 0) <= 10000);
 
     std::stringstream s;
     v->save(s);
     Tolmar::RandomFakeValues again;
     ASSERT_TRUE(again.load(s));
     EXPECT_EQ(again.value(4, 7, 3), v->value(4, 7, 3));
-    std::stringstream junk("not values");
-    EXPECT_FALSE(again.load(junk));
 }
 
 TEST(CubeFromFeature, OpensTheCubeAFeatureNames)
 {
-    Imported const im(linearSurvey());
+    Imported const im(holedSurvey());
     // A GeoPackage beside the cube, naming it with paths relative to its folder:
     // the first feature by its brick file, the second by SEG-Y and index file.
     std::string const gpkg = im.dir.path("project.gpkg");
-    {
-        GDALAllRegister();
-        GDALDatasetUniquePtr ds(GetGDALDriverManager()->GetDriverByName("GPKG")->Create(gpkg.c_str(), 0, 0, 0,
-                                                                                      GDT_Unknown, nullptr));
-        ASSERT_TRUE(ds);
-        OGRLayer* layer = ds->CreateLayer("cubes", nullptr, wkbPoint, nullptr);
-        for (char const* name : {"Name", "SEGYFile", "BrickFile", "IndexFile"}) {
-            OGRFieldDefn defn(name, OFTString);
-            ASSERT_EQ(layer->CreateField(&defn), OGRERR_NONE);
-        }
-        for (bool bricks : {true, false}) {
-            OGRFeature f(layer->GetLayerDefn());
-            f.SetField("Name", "survey");
-            f.SetField("SEGYFile", "s.sgy");
-            f.SetField("BrickFile", bricks ? "cube.tmf" : "");
-            f.SetField("IndexFile", "s.idx");
-            ASSERT_EQ(layer->CreateFeature(&f), OGRERR_NONE);
-        }
-    }
+    ASSERT_TRUE(writeCubesWorkspace("GPKG", gpkg, {{"survey", "s.sgy", "cube.tmf", "s.idx"}, {"survey", "s.sgy", "", "s.idx"}}));
     std::string error;
     auto ws = Tolmar::host::open_workspace(gpkg, error);
     ASSERT_TRUE(ws) << error;
@@ -366,7 +266,6 @@ TEST(CubeFromFeature, OpensTheCubeAFeatureNames)
     EXPECT_TRUE(fromBricks->valid() && fromBricks->brickReader);
     EXPECT_TRUE(fromIndex->valid() && fromIndex->indexedReader);
     std::string const t = log.text();
-    EXPECT_NE(t.find("Entered Seismic3DTraceReader::CreateSeismic3DTraceReader()"), std::string::npos);
     EXPECT_NE(t.find("Brick file=" + im.bricks), std::string::npos) << t;
     EXPECT_NE(t.find("Index file=" + im.index), std::string::npos);
     EXPECT_NE(t.find("SEGY file=" + im.segy), std::string::npos);

@@ -9,7 +9,6 @@
 #include "debug_capture.h"
 #include "foundation/HResultCheck.h"
 #include "foundation/MessageBoxManager.h"
-#include "foundation/SimpleStopwatch.h"
 #include "foundation/Stopwatch.h"
 #include "foundation/TempPath.h"
 #include "foundation/log.h"
@@ -53,19 +52,12 @@ TEST(Log, FormattedTextIsCutAt2048Characters)
     EXPECT_EQ(cap2.text().size(), 2047u);
 }
 
-TEST(HResult, SuccessLeavesErrorStateAlone)
-{
-    DebugCapture cap;
-    Tolmar::platform::set_last_error_info("kept");
-    EXPECT_TRUE(HResultCheckFunc(0, "ok()", "util\\a.cpp", 1));
-    EXPECT_TRUE(HResultCheckFunc(1, "ok()", "util\\a.cpp", 1));
-    EXPECT_EQ(cap.text(), "");
-    EXPECT_EQ(Tolmar::platform::take_last_error_info().value_or(""), "kept");
-}
-
 TEST(HResult, FailuresLogWithAndWithoutDescription)
 {
     DebugCapture cap;
+    Tolmar::platform::set_last_error_info("kept");
+    EXPECT_TRUE(HResultCheckFunc(0, "ok()", "util\\a.cpp", 1) && HResultCheckFunc(1, "ok()", "util\\a.cpp", 1));
+    EXPECT_EQ(Tolmar::platform::take_last_error_info().value_or(""), "kept") << "success leaves it alone";
     Tolmar::platform::set_last_error_info("Table not found");
     EXPECT_FALSE(HResultCheckFunc(-2147467259L, "ws->OpenTable()", "util\\field.cpp", 42));
     EXPECT_FALSE(HResultCheckFunc(-1, "x()", "util\\b.cpp", 7));
@@ -125,22 +117,9 @@ TEST(Timers, StopwatchTableAndSummaries)
     EXPECT_EQ(Stopwatch::msecondsSpentInFunction("gamma"), 0.0);
     DebugCapture cap;
     Stopwatch::outputDebugStrSummary(true);
-    std::string const text = cap.text();
-    EXPECT_EQ(text.rfind("Stopwatch timings\n", 0), 0u);
-    EXPECT_NE(text.find("5 calls  alpha"), std::string::npos);
-    testing::internal::CaptureStdout();
-    Stopwatch::outputSummary(false);
-    EXPECT_EQ(testing::internal::GetCapturedStdout().rfind("Stopwatch timings\n", 0), 0u);
+    EXPECT_NE(cap.text().find("5 calls  alpha"), std::string::npos) << cap.text();
     Stopwatch::reset();
     EXPECT_TRUE(Stopwatch::functionNames().empty());
-
-    DebugCapture cap2;
-    {
-        SimpleStopwatch s("load");
-    }
-    EXPECT_EQ(cap2.text().rfind("Ms spent in load: ", 0), 0u);
-    SimpleTimer t;
-    EXPECT_GE(t.ellapsedTimeMS(), 0.0);
 }
 
 TEST(TempPath, OwnFolderWinsElsePlatform)

@@ -16,32 +16,23 @@ TEST(Ebcdic, TableIsAPermutationWithTheExpectedLetters)
     std::set<int> seen;
     for (int e = 0; e < 256; ++e) seen.insert(EBCDICconverter::toASCII(static_cast<unsigned char>(e)));
     EXPECT_EQ(seen.size(), 256u);
-    // Letters, digits and blank as in every EBCDIC code page.
-    std::string const upper = "ABCDEFGHIJKLMNOPQRSTUVWXYZ", lower = "abcdefghijklmnopqrstuvwxyz";
-    unsigned char const upperCodes[] = {0xC1, 0xC2, 0xC3, 0xC4, 0xC5, 0xC6, 0xC7, 0xC8, 0xC9,
-                                        0xD1, 0xD2, 0xD3, 0xD4, 0xD5, 0xD6, 0xD7, 0xD8, 0xD9,
-                                        0xE2, 0xE3, 0xE4, 0xE5, 0xE6, 0xE7, 0xE8, 0xE9};
-    for (int i = 0; i < 26; ++i) {
-        EXPECT_EQ(EBCDICconverter::toASCII(upperCodes[i]), upper[i]);
-        EXPECT_EQ(EBCDICconverter::toASCII(static_cast<unsigned char>(upperCodes[i] - 0x40)), lower[i]);
-    }
+    // Letters, digits and blank as in every EBCDIC code page; then where this
+    // table follows the older UNIX tables rather than code page 037, and
+    // unprintable positions mapped one to one onto the remaining codes.
+    std::string const letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
+    unsigned char const firstOfRun[] = {0xC1, 0xD1, 0xE2}, runStart[] = {0, 9, 18, 26};
+    for (int run = 0; run < 3; ++run)
+        for (int i = runStart[run]; i < runStart[run + 1]; ++i) {
+            auto const code = static_cast<unsigned char>(firstOfRun[run] + i - runStart[run]);
+            EXPECT_EQ(EBCDICconverter::toASCII(code), letters[i]);
+            EXPECT_EQ(EBCDICconverter::toASCII(static_cast<unsigned char>(code - 0x40)), letters[i] + 32);
+        }
     for (int d = 0; d < 10; ++d) EXPECT_EQ(EBCDICconverter::toASCII(static_cast<unsigned char>(0xF0 + d)), '0' + d);
-    EXPECT_EQ(EBCDICconverter::toASCII(0x40), ' ');
-    // Where this table follows the older UNIX tables rather than code page 037.
-    EXPECT_EQ(EBCDICconverter::toASCII(0x4A), '[');
-    EXPECT_EQ(EBCDICconverter::toASCII(0x5A), ']');
-    EXPECT_EQ(EBCDICconverter::toASCII(0x4F), '!');
-    EXPECT_EQ(EBCDICconverter::toASCII(0x5F), '^');
-    EXPECT_EQ(EBCDICconverter::toASCII(0x6A), '|');
-    EXPECT_EQ(EBCDICconverter::toASCII(0xC0), '{');
-    EXPECT_EQ(EBCDICconverter::toASCII(0xD0), '}');
-    EXPECT_EQ(EBCDICconverter::toASCII(0xE0), '\\');
-    EXPECT_EQ(EBCDICconverter::toASCII(0xA1), '~');
-    EXPECT_EQ(EBCDICconverter::toASCII(0x79), '`');
-    // Unprintable positions map one to one onto the remaining codes.
+    for (auto [code, ascii] : {std::pair{0x40, ' '}, {0x4A, '['}, {0x5A, ']'}, {0x4F, '!'}, {0x5F, '^'}, {0x6A, '|'},
+                               {0xC0, '{'}, {0xD0, '}'}, {0xE0, '\\'}, {0xA1, '~'}, {0x79, '`'}, {0x25, '\n'}})
+        EXPECT_EQ(EBCDICconverter::toASCII(static_cast<unsigned char>(code)), ascii) << code;
     EXPECT_EQ(EBCDICconverter::toASCII(0x04), 0x9C);
     EXPECT_EQ(EBCDICconverter::toASCII(0xFF), 0xFF);
-    EXPECT_EQ(EBCDICconverter::toASCII(0x25), '\n');
 }
 
 TEST(Ebcdic, ConversionsBothWays)

@@ -4,12 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
-#include <optional>
-
-#include <gdal_priv.h>
-#include <ogrsf_frmts.h>
 
 #include "debug_capture.h"
 #include "host/gdal_workspace.h"
@@ -24,52 +21,11 @@ using Tolmar::host::open_workspace;
 using tolmar_test::DebugCapture;
 using tolmar_test::ScratchDir;
 
-struct Cube {
-    char const* name;
-    char const* segy;
-    char const* brick;
-    std::optional<char const*> index; // null in the table when absent
-};
-
-Cube const kCubes[] = {
+using Cube = std::array<char const*, 4>; // name, SEG-Y, brick and index file
+std::vector<Cube> const kCubes = {
     {"Überblick", "seis/a.sgy", "seis/a.tmf", "seis/a.idx"},
-    {"Gamma", "/abs/g.sgy", "seis/g.tmf", std::nullopt},
+    {"Gamma", "/abs/g.sgy", "seis/g.tmf", nullptr},
 };
-
-// A point class "cubes" with the four names and an integer field, and a
-// class "wells" without features. False where the driver cannot create.
-bool writeWorkspace(char const* driverName, std::string const& path)
-{
-    GDALAllRegister();
-    GDALDriver* const driver = GetGDALDriverManager()->GetDriverByName(driverName);
-    if (!driver || !driver->GetMetadataItem(GDAL_DCAP_CREATE)) return false;
-    GDALDatasetUniquePtr ds(driver->Create(path.c_str(), 0, 0, 0, GDT_Unknown, nullptr));
-    if (!ds) return false;
-    OGRLayer* const layer = ds->CreateLayer("cubes", nullptr, wkbPoint, nullptr);
-    EXPECT_TRUE(layer);
-    if (!layer) return false;
-    for (char const* field : {"Name", "SEGYFile", "BrickFile", "IndexFile"}) {
-        OGRFieldDefn defn(field, OFTString);
-        EXPECT_EQ(layer->CreateField(&defn), OGRERR_NONE);
-    }
-    OGRFieldDefn traces("Traces", OFTInteger);
-    EXPECT_EQ(layer->CreateField(&traces), OGRERR_NONE);
-    int n = 0;
-    for (Cube const& c : kCubes) {
-        OGRFeature f(layer->GetLayerDefn());
-        f.SetField("Name", c.name);
-        f.SetField("SEGYFile", c.segy);
-        f.SetField("BrickFile", c.brick);
-        if (c.index) f.SetField("IndexFile", *c.index);
-        else f.SetFieldNull(f.GetFieldIndex("IndexFile"));
-        f.SetField("Traces", 1200 + n++);
-        OGRPoint point(1.0 * n, 2.0 * n);
-        f.SetGeometry(&point);
-        EXPECT_EQ(layer->CreateFeature(&f), OGRERR_NONE);
-    }
-    EXPECT_TRUE(ds->CreateLayer("wells", nullptr, wkbPoint, nullptr));
-    return true;
-}
 
 std::wstring field(IFeature const& f, char const* name)
 {
@@ -82,7 +38,7 @@ std::wstring wide(char const* utf8) { return Tolmar::platform::from_utf8(utf8); 
 
 bool contains(std::string const& text, std::string const& part) { return text.find(part) != std::string::npos; }
 
-// What a workspace written by writeWorkspace holds, read through `path`.
+// What a workspace of kCubes holds, read through `path`.
 void checkWorkspace(std::string const& path)
 {
     std::string error = "stale";
@@ -111,12 +67,10 @@ void checkWorkspace(std::string const& path)
     for (std::size_t i = 0; i < read.size(); ++i) {
         IFeature const& f = *read[i];
         Cube const& c = kCubes[i];
-        EXPECT_EQ(field(f, "Name"), wide(c.name));
-        EXPECT_EQ(field(f, "segyfile"), wide(c.segy));
-        EXPECT_EQ(field(f, "BrickFile"), wide(c.brick));
-        EXPECT_EQ(field(f, "IndexFile"), c.index ? wide(*c.index) : L"<unset>");
-        EXPECT_EQ(field(f, "Traces"), std::to_wstring(1200 + i));
-        EXPECT_EQ(field(f, "NoSuchField"), L"<unset>");
+        EXPECT_EQ((std::vector<std::wstring>{field(f, "Name"), field(f, "segyfile"), field(f, "BrickFile"),
+                                             field(f, "IndexFile"), field(f, "Traces"), field(f, "NoSuchField")}),
+                  (std::vector<std::wstring>{wide(c[0]), wide(c[1]), wide(c[2]), c[3] ? wide(c[3]) : L"<unset>",
+                                             std::to_wstring(1200 + i), L"<unset>"}));
         EXPECT_EQ(f.workspace_path(), wide(path.c_str()));
     }
     EXPECT_NE(read[0]->fid(), read[1]->fid());
@@ -145,7 +99,7 @@ TEST(HostWorkspace, ReadsAGeoPackage)
 {
     ScratchDir dir;
     std::string const path = dir.path("cubes.gpkg");
-    ASSERT_TRUE(writeWorkspace("GPKG", path));
+    ASSERT_TRUE(tolmar_test::writeCubesWorkspace("GPKG", path, kCubes));
     checkWorkspace(path);
 }
 
@@ -153,7 +107,7 @@ TEST(HostWorkspace, ReadsAFileGeodatabase)
 {
     ScratchDir dir;
     std::string const path = dir.path("cubes.gdb");
-    if (!writeWorkspace("OpenFileGDB", path)) GTEST_SKIP() << "OpenFileGDB cannot create here";
+    if (!tolmar_test::writeCubesWorkspace("OpenFileGDB", path, kCubes)) GTEST_SKIP() << "OpenFileGDB cannot create here";
     checkWorkspace(path);
     checkWorkspace(path + "/");
 }
@@ -180,7 +134,7 @@ TEST(Seismic3DInfo, ReadsTheFourNamesUntilOneIsMissing)
 {
     ScratchDir dir;
     std::string const path = dir.path("cubes.gpkg");
-    ASSERT_TRUE(writeWorkspace("GPKG", path));
+    ASSERT_TRUE(tolmar_test::writeCubesWorkspace("GPKG", path, kCubes));
     std::string error;
     auto cubes = open_workspace(path, error)->open_feature_class("cubes");
     ASSERT_TRUE(cubes);
@@ -188,10 +142,8 @@ TEST(Seismic3DInfo, ReadsTheFourNamesUntilOneIsMissing)
     Util::Seismic3DInfo info;
     auto f = cubes->next();
     ASSERT_TRUE(f && Util::getSeismic3DInfo(*f, info));
-    EXPECT_EQ(info.Name, L"Überblick");
-    EXPECT_EQ(info.SEGYFile, L"seis/a.sgy");
-    EXPECT_EQ(info.BrickFile, L"seis/a.tmf");
-    EXPECT_EQ(info.IndexFile, L"seis/a.idx");
+    EXPECT_EQ((std::vector<std::wstring>{info.Name, info.SEGYFile, info.BrickFile, info.IndexFile}),
+              (std::vector<std::wstring>{L"Überblick", L"seis/a.sgy", L"seis/a.tmf", L"seis/a.idx"}));
 
     f = cubes->next();
     ASSERT_TRUE(f);
@@ -202,29 +154,16 @@ TEST(Seismic3DInfo, ReadsTheFourNamesUntilOneIsMissing)
 
 TEST(Seismic3DInfo, ResolvesStoredPathsAgainstTheWorkspaceFolder)
 {
-    struct Case {
-        std::wstring gdb, path, expected;
-        std::string line;
+    DebugCapture quiet;
+    std::wstring const cases[][3] = {
+        {L"/data/proj/cubes.gpkg", L"seis/a.tmf", L"/data/proj/seis/a.tmf"},
+        {L"/data/proj/x.gdb/", L"../seis/a.tmf", L"/data/proj/../seis/a.tmf"},
+        {L"cubes.gpkg", L"a.tmf", L"a.tmf"},
+        {L"/data/proj/cubes.gpkg", L"/abs/a.tmf", L"/abs/a.tmf"},
+        {L"", L"seis/a.tmf", L"seis/a.tmf"},
+        {L"/data/proj/cubes.gpkg", L"", L""},
     };
-    Case const cases[] = {
-        {L"/data/proj/cubes.gpkg", L"seis/a.tmf", L"/data/proj/seis/a.tmf",
-         "combinedPath = /data/proj/seis/a.tmf (gdb = /data/proj/cubes.gpkg path = seis/a.tmf)"},
-        {L"/data/proj/x.gdb/", L"../seis/a.tmf", L"/data/proj/../seis/a.tmf",
-         "combinedPath = /data/proj/../seis/a.tmf (gdb = /data/proj/x.gdb/ path = ../seis/a.tmf)"},
-        {L"/dätä/Überblick.gdb", L"würfel/a.tmf", L"/dätä/würfel/a.tmf",
-         "combinedPath = /dätä/würfel/a.tmf (gdb = /dätä/Überblick.gdb path = würfel/a.tmf)"},
-        {L"cubes.gpkg", L"a.tmf", L"a.tmf", "combinedPath = a.tmf (gdb = cubes.gpkg path = a.tmf)"},
-        {L"/data/proj/cubes.gpkg", L"/abs/a.tmf", L"/abs/a.tmf",
-         "Not relative path: gdb = /data/proj/cubes.gpkg path = /abs/a.tmf"},
-        {L"", L"seis/a.tmf", L"seis/a.tmf", "empty path (gdb =  path = seis/a.tmf)"},
-        {L"/data/proj/cubes.gpkg", L"", L"", "empty path (gdb = /data/proj/cubes.gpkg path = )"},
-    };
-    for (Case const& c : cases) {
-        DebugCapture log;
-        EXPECT_EQ(Util::convertPathToAbsolutePath(c.gdb, c.path), c.expected);
-        EXPECT_EQ(log.text(), "convertPathToAbsolutePath2: " + c.line + "\n");
-    }
-    DebugCapture log;
+    for (auto const& [gdb, path, expected] : cases) EXPECT_EQ(Util::convertPathToAbsolutePath(gdb, path), expected);
     EXPECT_EQ(Util::sconvertPathToAbsolutePath(L"/dätä/Überblick.gdb", L"würfel/a.tmf"), "/dätä/würfel/a.tmf");
 }
 

@@ -105,13 +105,12 @@ TEST(SurveyScan, LearnsRisingFallingAndCrosslineSortedSurveys)
 }
 
 // A full scan finds the amplitude range, clamped when asked, and marks the
-// traces it takes. A trace's top is searched from the smallest positive
-// float, as SEGYtrace does.
+// traces it takes. (A top searched from the smallest positive float: SEGYcube.)
 TEST(SurveyScan, FullScanFindsAmplitudesAndMarksTraces)
 {
     ScratchDir dir;
     // -2.5 at (104, 200), 14.75 at (104, 210) sample 49.
-    Survey sv{.inlines = 5, .crosslines = 6, .amplitude = [](int il, int xl, int k) {
+    Survey const sv{.inlines = 5, .crosslines = 6, .amplitude = [](int il, int xl, int k) {
                   return static_cast<float>((il - 102) * (xl - 205) + k) * 0.25f;
               }};
     Scan s(surveyFile(dir, sv));
@@ -126,12 +125,6 @@ TEST(SurveyScan, FullScanFindsAmplitudesAndMarksTraces)
     ASSERT_EQ(s.run(true), 1);
     EXPECT_DOUBLE_EQ(s.drange().sMin, -2.0);
     EXPECT_DOUBLE_EQ(s.drange().sMax, 3.0);
-
-    sv.amplitude = [](int, int, int k) { return -1.0f - static_cast<float>(k); };
-    Scan negative(surveyFile(dir, sv, "negative.sgy"));
-    ASSERT_EQ(negative.run(true), 1);
-    EXPECT_DOUBLE_EQ(negative.drange().sMin, -50.0);
-    EXPECT_DOUBLE_EQ(negative.drange().sMax, FLT_MIN);
 }
 
 TEST(SurveyScan, WantedStepsRoundUpToMultiplesOfTheFileStep)
@@ -178,13 +171,11 @@ TEST(SurveyScan, BadSurveysGiveTheirCodes)
     Survey const sv;
     std::string const path = dir.path("bad.sgy");
 
-    // The second trace repeats the first: found before it is indexed.
+    // The second trace repeats the first: found before it is indexed. (Its message: HostileInput.)
     ASSERT_TRUE(writeSurvey(path, sv));
     patchTraceWord(path, sv, 1, 193, 4, 200);
     Scan dup(path);
-    testing::internal::CaptureStdout();
     EXPECT_EQ(dup.run(), -5);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "SEG-Y 3D import\nMultiple instances of crossline 200on inline 100\n");
     EXPECT_EQ(dup.r.traceIndex().num_traces(), 1);
 
     ASSERT_TRUE(writeSurvey(path, sv));
@@ -288,34 +279,6 @@ TEST(SurveyScan, HopsReadLogarithmicallyManyHeaders)
     EXPECT_EQ(s.r.headersRead(), 1000);
 }
 
-TEST(SurveyScan, AgreesWithSegyioGeometry)
-{
-    ScratchDir dir;
-    std::string const path = dir.path("g.sgy"), txt = dir.path("g.txt");
-    ASSERT_EQ(runOracle("segyio_geometry.py", {path, txt}), 0);
-    std::ifstream in(txt);
-    std::string tag;
-    int il0, il1, nil, xl0, xl1, nxl, ns;
-    double z0, dz;
-    in >> tag >> il0 >> il1 >> nil >> tag >> xl0 >> xl1 >> nxl >> tag >> z0 >> dz >> ns;
-
-    Scan s(path, false);
-    ASSERT_EQ(s.run(true), 1);
-    expectRange(s.range(), {il0, il1, (il1 - il0) / (nil - 1), xl0, xl1, (xl1 - xl0) / (nxl - 1)});
-    EXPECT_EQ((std::vector<double>{s.drange().zMin, s.drange().zMax, s.drange().zStep}),
-              (std::vector<double>{z0, z0 + (ns - 1) * dz, dz}));
-    auto const t = s.trans();
-    int il, xl, rows = 0;
-    double x, y;
-    while (in >> il >> xl >> x >> y) {
-        ASSERT_NEAR(t.x0 + t.xInl * il + t.xCrl * xl, x, 1e-3);
-        ASSERT_NEAR(t.y0 + t.yInl * il + t.yCrl * xl, y, 1e-3);
-        ++rows;
-    }
-    EXPECT_EQ(rows, nil * nxl);
-    EXPECT_EQ(s.r.traceIndex().num_traces(), rows);
-}
-
 // Dead traces come from the samples of a full scan; a traced outline is not
 // available and says so.
 TEST(SurveyScan, DeadTracesAndTheOutline)
@@ -378,15 +341,4 @@ TEST(SurveyScan, InlinesReadDirectlyAndThroughTheIndex)
     EXPECT_EQ(out[0], sv.amplitude(101, 200, 0));
     EXPECT_EQ(out[static_cast<std::size_t>(sv.samples)], FLT_MAX);
     EXPECT_EQ(out.back(), sv.amplitude(101, 206, sv.samples - 1));
-}
-
-// Missing samples take the top value of an integer storage kind, which no
-// valid sample reaches, and the largest float otherwise.
-TEST(SurveyScan, UndefinedValueFollowsStorage)
-{
-    SEGYreader3D r;
-    for (auto [storage, undef] : {std::pair{8u, 127.0}, {16u, 32767.0}, {32u, double(FLT_MAX)}}) {
-        r.setStorage(storage);
-        EXPECT_EQ(r.undef(), undef) << storage;
-    }
 }

@@ -5,10 +5,8 @@
 
 #include <filesystem>
 #include <fstream>
-#include <limits>
 
 #include "debug_capture.h"
-#include "foundation/Streamer3DGridLowLevelWriter.h"
 #include "platform/file_identity.h"
 #include "segy/SeismicCubeManager.h"
 #include "segy_test_util.h"
@@ -25,13 +23,7 @@ using tolmar_test::ScratchDir;
 // One level-0 brick of zeros; the coarser levels are derived.
 void writeTinyCube(std::string const& path)
 {
-    auto w = Tolmar::open_grid3d_low_level_writer();
-    ASSERT_TRUE(w->create(path, {{10, 10, 10}}, Tolmar::Info3DGrid::INT8, 36, 2, -1, 1,
-                          std::numeric_limits<double>::quiet_NaN(), Tolmar::SEGYCubeInfo{}));
-    Tolmar::Brick b;
-    b.data.assign(w->brick_bytes(), 0);
-    w->add_bricks({b});
-    ASSERT_TRUE(w->finish());
+    tolmar_test::writeBricks(path, {{10, 10, 10}}, Tolmar::Info3DGrid::INT8, -1, 1, [](auto const&, Tolmar::Brick&) {});
 }
 
 void writeText(std::string const& path, char const* text) { std::ofstream(path) << text; }

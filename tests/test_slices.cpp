@@ -4,7 +4,6 @@
 
 #include <cfloat>
 
-#include "foundation/Streamer3DGridLowLevelWriter.h"
 #include "foundation/Streamer3DGridReader.h"
 #include "foundation/slices.h"
 #include "segy_test_util.h"
@@ -21,7 +20,6 @@ float value(int k, int j, int i) { return static_cast<float>(k + 100 * j + 10000
 
 std::string writeCube(tolmar_test::ScratchDir const& dir)
 {
-    std::string const path = dir.path("cube.tmf");
     Tolmar::SEGYCubeInfo info;
     info.name = "cube";
     info.inlineRange = vec<int, 3>{{100, 139, 1}};
@@ -29,34 +27,21 @@ std::string writeCube(tolmar_test::ScratchDir const& dir)
     info.zStart = 10.0;
     info.zStop = 286.0;
     info.zStep = 4.0;
-    auto w = Tolmar::open_grid3d_low_level_writer();
-    EXPECT_TRUE(w->create(path, vec<unsigned, 3>{{kNs, kNc, kNi}}, Tolmar::Info3DGrid::FLOAT, kBs, kBorder, 0.0,
-                          400000.0, FLT_MAX, info));
-    std::vector<Tolmar::Brick> bricks;
-    auto const& counts = w->get_level_counts()[0];
-    for (unsigned pz = 0; pz < counts[2]; ++pz)
-        for (unsigned py = 0; py < counts[1]; ++py)
-            for (unsigned px = 0; px < counts[0]; ++px) {
-                Tolmar::Brick b;
-                b.level = 0;
-                b.id = w->pos2id(px, py, pz, 0);
-                if (!(px == 1 && py == 0 && pz == 0)) {
-                    b.data.resize(kBs * kBs * kBs * sizeof(float));
-                    auto* f = reinterpret_cast<float*>(b.data.data());
-                    for (unsigned i = 0; i < kBs; ++i)
-                        for (unsigned j = 0; j < kBs; ++j)
-                            for (unsigned k = 0; k < kBs; ++k) {
-                                int const gi = int(pz * kCore + i) - int(kBorder), gj = int(py * kCore + j) - int(kBorder),
-                                          gk = int(px * kCore + k) - int(kBorder);
-                                bool const inside = gi >= 0 && gj >= 0 && gk >= 0 && gi < int(kNi) && gj < int(kNc) && gk < int(kNs);
-                                f[(i * kBs + j) * kBs + k] = inside ? value(gk, gj, gi) : FLT_MAX;
-                            }
+    auto const fill = [](Tolmar::Streamer3DGridLowLevelWriter const& w, Tolmar::Brick& b) {
+        auto const p = w.id2pos(b);
+        if (p == vec<unsigned, 3>{{1, 0, 0}}) return b.data.clear();
+        auto* f = reinterpret_cast<float*>(b.data.data());
+        for (unsigned i = 0; i < kBs; ++i)
+            for (unsigned j = 0; j < kBs; ++j)
+                for (unsigned k = 0; k < kBs; ++k) {
+                    int const gi = int(p[2] * kCore + i) - int(kBorder), gj = int(p[1] * kCore + j) - int(kBorder),
+                              gk = int(p[0] * kCore + k) - int(kBorder);
+                    bool const inside = gi >= 0 && gj >= 0 && gk >= 0 && gi < int(kNi) && gj < int(kNc) && gk < int(kNs);
+                    f[(i * kBs + j) * kBs + k] = inside ? value(gk, gj, gi) : FLT_MAX;
                 }
-                bricks.push_back(std::move(b));
-            }
-    w->add_bricks(bricks);
-    EXPECT_TRUE(w->finish());
-    return path;
+    };
+    return tolmar_test::writeBricks(dir.path("cube.tmf"), vec<unsigned, 3>{{kNs, kNc, kNi}}, Tolmar::Info3DGrid::FLOAT,
+                                    0.0, 400000.0, fill, info);
 }
 
 // The expected value at cube indices, FLT_MAX inside the undefined brick.

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "foundation/Ma.h"
-#include "foundation/box.h"
 #include "foundation/vec.h"
 
 namespace {
@@ -18,51 +17,31 @@ namespace Ma = Tolmar::Ma;
 TEST(Vec, OrderingServesAsMapKey)
 {
     std::map<vec<unsigned, 3>, int> m;
-    vec<unsigned, 3> k;
     for (unsigned i = 0; i < 3; ++i)
-        for (unsigned j = 0; j < 3; ++j) {
-            k.set(j, i, 1u);
-            m[k] = static_cast<int>(i * 3 + j);
-        }
+        for (unsigned j = 0; j < 3; ++j) m[vec<unsigned, 3>{{j, i, 1u}}] = static_cast<int>(i * 3 + j);
     EXPECT_EQ(m.size(), 9u);
-    k.set(2u, 1u, 1u);
-    EXPECT_EQ(m[k], 5);
-    vec<unsigned char, 4> red, red2, blue;
-    red.set(255, 0, 0, 255);
-    red2.set(255, 0, 0, 255);
-    blue.set(0, 0, 255, 255);
-    EXPECT_TRUE(red == red2);
-    EXPECT_TRUE(red != blue);
-    EXPECT_TRUE(blue < red);
-    EXPECT_FALSE(red < red2);
-    vec<double, 2> lo, hi;
-    lo.set(0.0, 1.0);
-    hi.set(2.0, 3.0);
-    Tolmar::box<double, 2> bx(lo, hi);
-    EXPECT_DOUBLE_EQ(bx.upper[1], 3.0);
+    EXPECT_EQ((m[vec<unsigned, 3>{{2u, 1u, 1u}}]), 5);
+    vec<unsigned char, 4> const red{{255, 0, 0, 255}}, blue{{0, 0, 255, 255}};
+    EXPECT_TRUE(red == red && red != blue && blue < red && !(red < red));
 }
 
 TEST(Ma, GridFromFraction)
 {
-    EXPECT_EQ(Ma::fromDoubleToInt(0.0, 100, 200, 10), 100);
-    EXPECT_EQ(Ma::fromDoubleToInt(1.0, 100, 200, 10), 200);
-    EXPECT_EQ(Ma::fromDoubleToInt(0.52, 100, 200, 10), 150);
-    EXPECT_EQ(Ma::fromDoubleToInt(0.56, 100, 200, 10), 160);
-    // A stop off the grid: fraction 1 gives the last grid value below it.
-    EXPECT_EQ(Ma::fromDoubleToInt(1.0, 1, 10, 4), 9);
-    EXPECT_EQ(Ma::fromDoubleToInt(0.99, 1, 10, 4), 9);
-    // Out of range fractions stay on the grid.
-    EXPECT_EQ(Ma::fromDoubleToInt(-3.0, 1, 10, 4), 1);
-    EXPECT_EQ(Ma::fromDoubleToInt(7.0, 1, 10, 4), 9);
-    // Falling ranges.
-    EXPECT_EQ(Ma::fromDoubleToInt(1.0, 50, 10, -10), 10);
-    EXPECT_EQ(Ma::fromDoubleToInt(0.5, 50, 10, -10), 30);
-    EXPECT_EQ(Ma::fromDoubleToInt(0.5, 7, 7, 0), 7);
-
-    EXPECT_EQ(Ma::fromDoubleToIntFloor(0.59, 100, 200, 10), 150);
-    EXPECT_EQ(Ma::fromDoubleToIntFloor(0.6, 100, 200, 10), 160);
-    EXPECT_EQ(Ma::fromDoubleToIntFloor(1.0, 1, 10, 4), 9);
-    EXPECT_EQ(Ma::fromDoubleToIntFloor(0.0, 1, 10, 4), 1);
+    struct Row {
+        double f;
+        int start, stop, step, round, floor;
+    };
+    for (Row const& r : {Row{0.0, 100, 200, 10, 100, 100}, Row{1.0, 100, 200, 10, 200, 200},
+                         Row{0.52, 100, 200, 10, 150, 150}, Row{0.56, 100, 200, 10, 160, 150},
+                         Row{0.6, 100, 200, 10, 160, 160},
+                         // A stop off the grid: fraction 1 gives the last grid value below it.
+                         Row{1.0, 1, 10, 4, 9, 9}, Row{0.99, 1, 10, 4, 9, 9},
+                         // Out of range fractions stay on the grid; falling ranges.
+                         Row{-3.0, 1, 10, 4, 1, 1}, Row{7.0, 1, 10, 4, 9, 9}, Row{1.0, 50, 10, -10, 10, 10},
+                         Row{0.5, 50, 10, -10, 30, 30}, Row{0.5, 7, 7, 0, 7, 7}}) {
+        EXPECT_EQ(Ma::fromDoubleToInt(r.f, r.start, r.stop, r.step), r.round) << r.f << " " << r.start;
+        EXPECT_EQ(Ma::fromDoubleToIntFloor(r.f, r.start, r.stop, r.step), r.floor) << r.f;
+    }
 }
 
 TEST(Ma, PointsLinesAndTriangles)
@@ -101,13 +80,8 @@ TEST(Ma, PointsLinesAndTriangles)
 
 TEST(Ma, PowersAndChecksums)
 {
-    EXPECT_EQ(Ma::ClosestPowerOf2(0), 1u);
-    EXPECT_EQ(Ma::ClosestPowerOf2(1), 1u);
-    EXPECT_EQ(Ma::ClosestPowerOf2(5), 4u);
-    EXPECT_EQ(Ma::ClosestPowerOf2(7), 8u);
-    EXPECT_EQ(Ma::ClosestPowerOf2(1000), 1024u);
-    EXPECT_EQ(Ma::ClosestPowerOf2(4096), 4096u);
-    EXPECT_EQ(Ma::ClosestPowerOf2(0xFFFFFFFFu), 0x80000000u);
+    for (auto [in, out] : {std::pair{0u, 1u}, {1u, 1u}, {5u, 4u}, {7u, 8u}, {1000u, 1024u}, {0xFFFFFFFFu, 0x80000000u}})
+        EXPECT_EQ(Ma::ClosestPowerOf2(in), out) << in;
 
     std::vector<unsigned char> a(1001), b(1001);
     for (int i = 0; i < 1001; ++i) a[i] = b[i] = static_cast<unsigned char>(i * 31);
@@ -143,17 +117,6 @@ TEST(Ma, LineThroughBox)
     EXPECT_TRUE(Ma::Line3D(q0, q1).CrossingsBox3D(lo, hi, false).empty());
 }
 
-TEST(Ma, PlaneGivesTheInlineStep)
-{
-    // Inline numbers on a grid rotated by 30 degrees with 25 m between inlines.
-    double const c = std::cos(M_PI / 6), s = std::sin(M_PI / 6);
-    auto xAt = [&](double il, double xl) { return 1000.0 + 25.0 * c * il - 12.5 * s * xl; };
-    auto yAt = [&](double il, double xl) { return 2000.0 + 25.0 * s * il + 12.5 * c * xl; };
-    Ma::PlaneFunction2D plane(xAt(10, 5), yAt(10, 5), 10, xAt(30, 5), yAt(30, 5), 30, xAt(10, 40), yAt(10, 40), 10);
-    EXPECT_NEAR(plane.getIncrement(), 25.0, 1e-9);
-    EXPECT_NEAR(plane.getXIncrement(), 25.0 * c, 1e-9);
-    EXPECT_NEAR(plane.getYIncrement(), 25.0 * s, 1e-9);
-    EXPECT_NEAR(plane.value(xAt(17, 33), yAt(17, 33)), 17.0, 1e-9);
-}
+// The plane fit of the line numbers: the scan tests, on rotated grids.
 
 } // namespace

@@ -43,6 +43,7 @@ CASES = {
     # The recording delay with a time scaler that segyio, like most readers, leaves alone.
     "delay_scaled": dict(delay=400, time_scalar=10),
     "text_junk": dict(text=bytes(range(256)) * 12 + bytes(range(128))),
+    "be_ibm": dict(format=1),
     "le_ibm": dict(format=1, endian="little"),
     "le_int32": dict(format=2, endian="little"),
     "le_int16": dict(format=3, endian="little"),
