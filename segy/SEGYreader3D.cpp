@@ -123,7 +123,7 @@ int SEGYreader3D::readNextInl(std::istream* stream, Type const* types, int const
 {
     if (!stream || bufferSize < 0) return 0;
     double const low = scalarMin_ + 2.0, high = scalarMax_ - 1.0;
-    double const m = std::max(std::fabs(dRange_.sMin), std::fabs(dRange_.sMax));
+    double const m = scanned_max_abs();
     double const scale = rescale_factor(low, high, m);
     bool const rescale = scale < 1.0 || static_cast<unsigned>(nBytes() * 8) > storage(format_);
 

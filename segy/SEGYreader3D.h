@@ -11,6 +11,8 @@
 
 #include "platform/api.h"
 
+#include <algorithm>
+#include <cmath>
 #include <fstream>
 #include <functional>
 #include <istream>
@@ -210,6 +212,12 @@ protected:
     // After a successful write in a rescaled kind: the scan's range becomes
     // the mapped bounds, rounded to whole numbers.
     void round_mapped_amplitudes(Rescaling const& r);
+    // The largest magnitude the scan found. The reported range turns into
+    // the mapped one after a rescaled write or read; the rescaling rule
+    // always starts from the scan's, so that a second write (bricks after
+    // the index) or the next inline maps the same way as the first.
+    double scanned_max_abs() const { return std::max(std::fabs(scannedMin_), std::fabs(scannedMax_)); }
+    double scannedMin_ = 0.0, scannedMax_ = 0.0;
 
     std::list<std::string> fileNames_;
     Range<int> inlRange_{0, 1, 1};

@@ -18,7 +18,7 @@ SEGYreader3D::Rescaling SEGYreader3D::rescaling() const
 {
     Rescaling r;
     get_storage_dependent_values(r.type, r.undefValue, r.low, r.high);
-    r.m = std::max(std::fabs(dRange_.sMin), std::fabs(dRange_.sMax));
+    r.m = scanned_max_abs();
     r.scale = rescale_factor(r.low, r.high, r.m);
     r.on = r.scale < 1.0 || static_cast<unsigned>(nBytes() * 8) > storage(format_);
     get_amp_range(r.on, r.m, r.scale, r.low, r.high, r.minAmplitude, r.maxAmplitude);

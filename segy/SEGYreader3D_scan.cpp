@@ -333,6 +333,8 @@ void SEGYreader3D::Walk::foldAmplitudes(double low, double high)
     d.sMin = haveAmplitudes_ ? std::min(d.sMin, low) : low;
     d.sMax = haveAmplitudes_ ? std::max(d.sMax, high) : high;
     haveAmplitudes_ = true;
+    r_.scannedMin_ = d.sMin;
+    r_.scannedMax_ = d.sMax;
 }
 
 void SEGYreader3D::Walk::collectWorkers()
