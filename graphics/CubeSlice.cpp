@@ -156,34 +156,30 @@ int CubeSlice::crosslineCube(double x, double y) const
     return Ma::fromDoubleToInt(fraction, first, last, crossline_range[2]);
 }
 
-void CubeSlice::get_inline_points(double position, std::vector<V2>& points, std::vector<double>& params) const
+void CubeSlice::line_points(bool acrossInlines, double position, std::vector<V2>& points,
+                            std::vector<double>& params) const
 {
     points.clear();
     params.clear();
     if (grid_points.empty()) return;
+    // Across the inlines: a point per row, between columns k and k + 1;
+    // across the crosslines: a point per column, between rows k and k + 1.
+    int const n = n_inline_points;
+    int const cells = acrossInlines ? n : n_crossline_points, count = acrossInlines ? n_crossline_points : n;
+    int const along = acrossInlines ? n : 1, across = acrossInlines ? 1 : n;
     int k = 0;
     double t = 0;
-    cell_of(position, n_inline_points, k, t);
-    for (int j = 0; j < n_crossline_points; ++j) {
-        int const at = j * n_inline_points + k;
-        points.push_back(lerp(grid_points[at], grid_points[at + 1], t));
-        params.push_back(static_cast<double>(j) / (n_crossline_points - 1));
+    cell_of(position, cells, k, t);
+    for (int j = 0; j < count; ++j) {
+        int const at = j * along + k * across;
+        points.push_back(lerp(grid_points[at], grid_points[at + across], t));
+        params.push_back(static_cast<double>(j) / (count - 1));
     }
 }
 
-void CubeSlice::get_cross_points(double position, std::vector<V2>& points, std::vector<double>& params) const
+void CubeSlice::current_line(std::vector<V2>& points, std::vector<double>& params) const
 {
-    points.clear();
-    params.clear();
-    if (grid_points.empty()) return;
-    int k = 0;
-    double t = 0;
-    cell_of(position, n_crossline_points, k, t);
-    for (int i = 0; i < n_inline_points; ++i) {
-        int const at = k * n_inline_points + i;
-        points.push_back(lerp(grid_points[at], grid_points[at + n_inline_points], t));
-        params.push_back(static_cast<double>(i) / (n_inline_points - 1));
-    }
+    line_points(sliceDir_ == 0, position_, points, params);
 }
 
 double CubeSlice::current_z() const { return (time_range[1] - time_range[0]) * position_ + time_range[0]; }
@@ -198,10 +194,7 @@ void CubeSlice::get_frame_mesh(std::vector<V3>& vertices, std::vector<V3>& cubeC
     if (sliceDir_ == 0 || sliceDir_ == 1) {
         std::vector<V2> line;
         std::vector<double> params;
-        if (sliceDir_ == 0)
-            get_inline_points(p, line, params);
-        else
-            get_cross_points(p, line, params);
+        current_line(line, params);
         for (std::size_t i = 0; i < line.size(); ++i) {
             vertices.push_back(V3{{line[i][0], line[i][1], t0}});
             vertices.push_back(V3{{line[i][0], line[i][1], t1}});
@@ -231,10 +224,7 @@ void CubeSlice::get_outline(bool& vertical, std::vector<V2>& planLine, vec<doubl
     vertical = sliceDir_ == 0 || sliceDir_ == 1;
     if (vertical) {
         std::vector<double> params;
-        if (sliceDir_ == 0)
-            get_inline_points(position_, planLine, params);
-        else
-            get_cross_points(position_, planLine, params);
+        current_line(planLine, params);
         zRange = vec<double, 2>{{static_cast<double>(time_range[0]), static_cast<double>(time_range[1])}};
         return;
     }
@@ -259,10 +249,7 @@ void CubeSlice::get_frame_outline_corners(vec<double, 4>& x, vec<double, 4>& y, 
     }
     std::vector<V2> line;
     std::vector<double> params;
-    if (sliceDir_ == 0)
-        get_inline_points(position_, line, params);
-    else
-        get_cross_points(position_, line, params);
+    current_line(line, params);
     V2 const first = line.front(), last = line.back();
     x.set(first[0], last[0], last[0], first[0]);
     y.set(first[1], last[1], last[1], first[1]);

@@ -101,10 +101,12 @@ private:
     int crosslineCube(double x, double y) const;
     // Inline and crossline of a map point, not snapped to the lattice.
     vec<double, 2> lattice_of(double x, double y) const;
-    // The slice at `position` across the inlines (or crosslines): a point
-    // per grid row (or column), with its parameter along the slice.
-    void get_inline_points(double position, std::vector<vec<double, 2>>& points, std::vector<double>& params) const;
-    void get_cross_points(double position, std::vector<vec<double, 2>>& points, std::vector<double>& params) const;
+    // The slice at `position` across the inlines (or the crosslines): a
+    // point per grid row (or column), with its parameter along the slice.
+    void line_points(bool acrossInlines, double position, std::vector<vec<double, 2>>& points,
+                     std::vector<double>& params) const;
+    // The line of a vertical slice at the current position.
+    void current_line(std::vector<vec<double, 2>>& points, std::vector<double>& params) const;
     double current_z() const;
 
     int sliceDir_ = 0;
