@@ -70,33 +70,20 @@ std::string describe(RenderRequest const& r)
     return describe_slice(r.kind, r.position);
 }
 
-// The slice as CubeSlice makes it, in the view's coordinate system, with
-// what the cameras need. World positions are relative to the cube's centre,
-// so that map coordinates of millions keep their precision in the GPU's
-// floats; z is -time * zScale, time running down.
+// The slice as CubeSlice makes it, with what the cameras need. For the
+// front view the mesh lies flat on the picture, (0..1, 0..1) across and up:
+// inlines and crosslines with samples down, time slices with inlines across
+// and crosslines down. Otherwise it stands in the view's coordinate system,
+// relative to the cube's centre, so that map coordinates of millions keep
+// their precision in the GPU's floats, with z -time * zScale.
 struct SliceScene {
     Tolmar::RenderGeometry mesh;
     int width = 0, height = 0; // the slice's own size in samples
-    // Front view: the affine map from world to the picture's (0..1, 0..1).
-    double front[16] = {};
     // Perspective: unit directions of rising inline and crossline in the
     // plan, and the radius of the cube's bounding sphere about the origin.
     V3 inlineAxis{}, crosslineAxis{};
     double radius = 1;
 };
-
-// Column-major 4x4 that sends world p to (row0 . p + c0, row1 . p + c1, 0).
-void affine_to_picture(double out[16], V3 const& row0, double c0, V3 const& row1, double c1)
-{
-    for (int i = 0; i < 16; ++i) out[i] = 0;
-    for (int k = 0; k < 3; ++k) {
-        out[4 * k + 0] = row0[k];
-        out[4 * k + 1] = row1[k];
-    }
-    out[12] = c0;
-    out[13] = c1;
-    out[15] = 1;
-}
 
 V3 plan_unit(vec<double, 2> const& from, vec<double, 2> const& to)
 {
@@ -179,35 +166,21 @@ SliceScene slice_scene(RenderRequest const& r, Tolmar::Seismic3DTraceReader cons
     // from the first line's centre to the last's.
     auto cell = [](double f, unsigned count) { return (f * (count - 1) + 0.5) / count; };
     double const samplePos = (r.kind == SliceKind::Time ? (r.position - cube.zStart) / cube.zStep : 0);
+    bool const front = r.camera.size() != 2;
     for (std::size_t i = 0; i < vertices.size(); ++i) {
-        V3 c = coords[i];
-        c = V3{{cell(c[0], total[0]), cell(c[1], total[1]), cell(c[2], total[2])}};
+        V3 const s = coords[i]; // sample, crossline, inline; 0 to 1 from first to last
+        V3 c{{cell(s[0], total[0]), cell(s[1], total[1]), cell(s[2], total[2])}};
         if (r.kind == SliceKind::Time) c[0] = (samplePos + 0.5) / total[0];
         scene.mesh.cube_coords.push_back(c);
-        scene.mesh.vertices.push_back(
-            V3{{vertices[i][0] - centre[0], vertices[i][1] - centre[1], -vertices[i][2] * zScale - zMid}});
+        if (front)
+            scene.mesh.vertices.push_back(r.kind == SliceKind::Time     ? V3{{s[2], 1 - s[1], 0}}
+                                          : r.kind == SliceKind::Inline ? V3{{s[1], 1 - s[0], 0}}
+                                                                        : V3{{s[2], 1 - s[0], 0}});
+        else
+            scene.mesh.vertices.push_back(
+                V3{{vertices[i][0] - centre[0], vertices[i][1] - centre[1], -vertices[i][2] * zScale - zMid}});
     }
 
-    // The front view: the slice's corners onto the picture's.
-    vec<double, 4> x{}, y{}, z{};
-    slice.get_frame_outline_corners(x, y, z);
-    auto rel = [&](int k) { return vec<double, 2>{{x[k] - centre[0], y[k] - centre[1]}}; };
-    if (r.kind == SliceKind::Time) {
-        // Inlines across, crosslines down: corner 3 (first of both) at the top left.
-        vec<double, 2> const o = rel(3), a = rel(2) - rel(3), b = rel(0) - rel(3);
-        double const det = a[0] * b[1] - a[1] * b[0];
-        // (s, t) with p - o = s a + t b; the picture's up is 1 - t.
-        V3 const sRow{{b[1] / det, -b[0] / det, 0}}, tRow{{-a[1] / det, a[0] / det, 0}};
-        double const s0 = -(sRow[0] * o[0] + sRow[1] * o[1]), t0 = -(tRow[0] * o[0] + tRow[1] * o[1]);
-        affine_to_picture(scene.front, sRow, s0, tRow * -1.0, 1 - t0);
-    } else {
-        vec<double, 2> const o = rel(0), chord = rel(1) - rel(0);
-        double const length = std::max(std::hypot(chord[0], chord[1]), 1e-12);
-        V3 const sRow{{chord[0] / (length * length), chord[1] / (length * length), 0}};
-        double const top = -cube.zStart * zScale - zMid, bottom = -cube.zStop * zScale - zMid;
-        V3 const hRow{{0, 0, 1 / (top - bottom)}};
-        affine_to_picture(scene.front, sRow, -(sRow[0] * o[0] + sRow[1] * o[1]), hRow, -bottom / (top - bottom));
-    }
     return scene;
 }
 
@@ -224,7 +197,6 @@ void set_view(RenderRequest const& r, SliceScene const& scene, int width, int he
         glMatrixMode(GL_PROJECTION);
         glOrtho(0, 1, 0, 1, -1, 1);
         glMatrixMode(GL_MODELVIEW);
-        glLoadMatrixd(scene.front);
         return;
     }
     double const az = r.camera[0] * kPi / 180, el = r.camera[1] * kPi / 180;
