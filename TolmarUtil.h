@@ -85,6 +85,7 @@
 #include "graphics/GPUCubeMemorySeams.h"
 #include "graphics/Seismic3DRenderer.h"
 #include "graphics/brick_selector.h"
+#include "graphics/current_context.h"
 #include "graphics/gl_start.h"
 #include "graphics/gpu_memory_info.h"
 #include "graphics/mat44.h"
@@ -95,6 +96,7 @@
 #include "graphics/tile_renderer/TileDataSourceInterface.h"
 #include "graphics/tile_renderer/TileDataSourceSeismic3D.h"
 #include "graphics/tile_renderer/TileDataSourceSeismic3DInterface.h"
+#include "graphics/tile_renderer/TileRenderer.h"
 
 // Geometry (TolmarUtil)
 #include "geometry/InterpolationArray.h"
