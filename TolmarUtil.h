@@ -84,6 +84,7 @@
 #include "graphics/GPUCubeMemoryManager.h"
 #include "graphics/GPUCubeMemorySeams.h"
 #include "graphics/Seismic3DRenderer.h"
+#include "graphics/SeismicCubeRenderer.h"
 #include "graphics/brick_selector.h"
 #include "graphics/current_context.h"
 #include "graphics/gl_start.h"
