@@ -279,7 +279,7 @@ double CubeSlice::get_height() const
 
 double CubeSlice::get_dist_per_step() const
 {
-    auto per_step = [this](vec<int, 3> const& range, double length) {
+    auto per_step = [](vec<int, 3> const& range, double length) {
         double const steps = static_cast<double>(range[1] - range[0]) / range[2];
         return steps > 0 ? length / steps : length;
     };
