@@ -100,9 +100,7 @@ bool SeismicCubeRenderer::init_datasource(bool useIndex, std::string const& segy
         render_config.linear_interpolation = true;
         if (!gl_is_1_1()) {
             Util::logc("int  gl version != 1.1");
-            cube_renderer = std::make_unique<Seismic3DRenderer>();
-            cube_renderer->set_3d_grid_reader(brick_reader);
-            cube_renderer->start(false);
+            start_volume_renderer();
         }
     }
     auto& tiles = TileRendererManager::getInstance();
@@ -118,6 +116,20 @@ bool SeismicCubeRenderer::init_datasource(bool useIndex, std::string const& segy
     tile_renderer->set_render_config(RenderConfigTile2D{effective_amplitude_range, original_amplitude_range});
     generate_cube_outline();
     return true;
+}
+
+void SeismicCubeRenderer::start_volume_renderer()
+{
+    cube_renderer.reset(); // leaves the old pool first
+    cube_renderer = std::make_unique<Seismic3DRenderer>(brick_pool);
+    cube_renderer->set_3d_grid_reader(brick_reader);
+    cube_renderer->start(false);
+}
+
+void SeismicCubeRenderer::set_brick_pool(GPUCubeMemoryManager* pool)
+{
+    brick_pool = pool;
+    if (cube_renderer) start_volume_renderer();
 }
 
 void SeismicCubeRenderer::shutdown_datasource()
@@ -211,6 +223,8 @@ bool SeismicCubeRenderer::tile_path() const { return !cube_renderer || force_til
 
 bool SeismicCubeRenderer::uses_brick_path() const { return initialised && !tile_path(); }
 
+bool SeismicCubeRenderer::tiles_complete() const { return tile_source && tile_source->is_complete(); }
+
 void SeismicCubeRenderer::draw()
 {
     if (!initialised) return;
@@ -263,6 +277,7 @@ void SeismicCubeRenderer::draw()
 
 void SeismicCubeRenderer::update_render_config()
 {
+    slice.updateFrame(get_pos(slice.get_slice_dir()));
     render_config.geometry.clear();
     RenderGeometry mesh;
     slice.get_frame_mesh(mesh.vertices, mesh.cube_coords, mesh.indices);

@@ -26,6 +26,7 @@ TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
 
+class GPUCubeMemoryManager;
 class Streamer3DGridReader;
 class StreamerIndexedSEGY3DReader;
 class TileRenderer;
@@ -81,6 +82,17 @@ public:
     bool uses_brick_path() const;
     // Forces the tile path on a brick file, as on a GL 1.1 context.
     void set_force_tile_path(bool on) { force_tiles = on; }
+    // The brick pool of the brick path. Null (the default) is the
+    // process-wide pool. Given after init_datasource, the volume renderer
+    // moves to the new pool.
+    void set_brick_pool(GPUCubeMemoryManager* pool);
+    // The brick path's mesh of the current slice, relative to its origin.
+    void update_render_config();
+    RenderConfig const& get_render_config() const { return render_config; }
+    // The volume renderer of the brick path; null on the tile paths.
+    Seismic3DRenderer const* volume_renderer() const { return cube_renderer.get(); }
+    // The tile path's slice holds all its data (false before a draw).
+    bool tiles_complete() const;
 
     // True while data are still coming (the name is the layer's, kept as it
     // has always been): the index reader has requests, or the brick pool is
@@ -111,7 +123,7 @@ public:
 private:
     void create_col_tab();
     void generate_cube_outline();
-    void update_render_config();
+    void start_volume_renderer();
     void draw_slice_outline() const;
     bool tile_path() const;
     vec<int, 3> time_range_int() const;
@@ -129,6 +141,7 @@ private:
     host::SpatialReferencePtr cube_spatial_ref, target_spatial_ref;
     bool indexed = false;
     bool force_tiles = false;
+    GPUCubeMemoryManager* brick_pool = nullptr;
     RenderConfig render_config;
     std::unique_ptr<Seismic3DRenderer> cube_renderer;
     std::shared_ptr<Streamer3DGridReader> brick_reader;

@@ -36,7 +36,7 @@ public:
     std::vector<PlaneTiler::Tile> const& get_plane_tiles() const { return tiles; }
     // True when every trace or sample asked for has been taken into the
     // tiles; a trace that cannot be read keeps it false.
-    bool is_complete() const { return pending_traces.empty() && pending_samples.empty(); }
+    bool is_complete() const override { return pending_traces.empty() && pending_samples.empty(); }
 
 protected:
     void restart() override;

@@ -30,7 +30,7 @@ public:
 
     std::vector<PlaneTiler::Tile> const& get_plane_tiles() const { return tiles; }
     // True once every tile of the slice holds data.
-    bool is_complete() const;
+    bool is_complete() const override;
 
 protected:
     void restart() override;

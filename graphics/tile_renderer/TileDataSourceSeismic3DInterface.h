@@ -36,6 +36,8 @@ public:
     void set_tframe(vec<double, 4> const& f) { tframe = f; }
     void set_slice_key(SliceKey const& key);
     SliceKey const& get_slice_key() const { return key; }
+    // True once every tile of the slice holds all its data.
+    virtual bool is_complete() const = 0;
 
 protected:
     // The plane's size in samples for the key's kind: (crosslines, samples),
