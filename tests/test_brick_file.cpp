@@ -448,33 +448,32 @@ TEST(BrickFile, ManyThreadsOpenRequestAndRelease)
     EXPECT_EQ(wrong, 0);
 }
 
-// Float bricks of any size, rows long or short against the vector width of
-// the encoder, come back bit for bit; the random bit patterns make some
-// bricks incompressible, stored raw.
+// Float bricks of sizes whose rows are long or short against the vector
+// width of the encoder (36: the test above) come back bit for bit; brick 0
+// changes slowly, as seismic does, brick 1 is noise, stored raw.
 TEST(BrickFile, FloatBricksOfAnySizeReadBackBitForBit)
 {
     std::mt19937 rng(5);
-    for (unsigned size : {4u, 8u, 13u, 16u, 36u, 41u}) {
+    for (unsigned size : {4u, 8u, 13u, 16u, 41u}) {
         SCOPED_TRACE(size);
         ScratchDir dir;
-        std::string const path = dir.path("cube.tmf");
         auto w = Tolmar::open_grid3d_low_level_writer();
-        ASSERT_TRUE(w->create(path, {{2 * size, size, size}}, Info3DGrid::FLOAT, size, 1, -1, 1, NAN, {}));
-        // Brick 0 changes slowly, as seismic does; brick 1 is noise.
+        ASSERT_TRUE(w->create(dir.path("c.tmf"), {{2 * size, size, size}}, Info3DGrid::FLOAT, size, 1, -1, 1, NAN, {}));
         std::vector<Brick> bricks(2);
         for (unsigned id = 0; id < 2; ++id) {
             bricks[id].id = id;
+            bricks[id].data.resize(4 * std::size_t(size) * size * size);
             for (std::size_t e = 0; e < std::size_t(size) * size * size; ++e) {
-                auto const v = id == 0 ? std::bit_cast<std::uint32_t>(static_cast<float>(e % size) * 0.25f - 3.0f) : static_cast<std::uint32_t>(rng());
-                bricks[id].data.insert(bricks[id].data.end(), reinterpret_cast<char const*>(&v), reinterpret_cast<char const*>(&v) + 4);
+                std::uint32_t const v = id == 0 ? std::bit_cast<std::uint32_t>(static_cast<float>(e % size) * 0.25f - 3.0f)
+                                                : static_cast<std::uint32_t>(rng());
+                std::memcpy(bricks[id].data.data() + 4 * e, &v, 4);
             }
         }
         w->add_bricks(bricks);
         ASSERT_TRUE(w->finish());
-        auto r = Tolmar::open_3dgrid_reader(path);
-        ASSERT_TRUE(r);
+        auto r = Tolmar::open_3dgrid_reader(dir.path("c.tmf"));
         std::vector<Brick> got;
-        ASSERT_TRUE(r->get_bricks_blocking({{0, 0}, {0, 1}}, got));
+        ASSERT_TRUE(r && r->get_bricks_blocking({{0, 0}, {0, 1}}, got));
         ASSERT_EQ(got.size(), 2u);
         for (Brick const& b : got) EXPECT_TRUE(b.data == bricks[b.id].data) << "brick " << b.id;
     }

@@ -104,13 +104,11 @@ TEST_F(Tool, SlicesAgreeFromBricksAndIndexAndHoldTheSamples)
     // The loop's last slice, at 100 ms (sample 25): inlines across, crosslines down. (Inlines: SegyFromElsewhere.)
     std::vector<float> const time = read_floats(dir->path("a.f32"));
     ASSERT_EQ(time.size(), 12u * 10u);
-    for (int c = 0; c < 10; ++c) {
-        for (int i = 0; i < 12; ++i) {
+    for (int c = 0; c < 10; ++c)
+        for (int i = 0; i < 12; ++i)
             if (tolmar_cli::trace_present(o, i, c)) {
                 EXPECT_EQ(time[static_cast<std::size_t>(c * 12 + i)], tolmar_cli::synthetic_amplitude(o, i, c, 25));
             }
-        }
-    }
 }
 
 // Writing the index once turned the reader's amplitude range into the mapped
@@ -121,13 +119,9 @@ TEST_F(Tool, NarrowBricksAreTheSameWithOrWithoutTheIndex)
         std::string const both = dir->path("both"), alone = dir->path("alone");
         std::filesystem::create_directories(both);
         std::filesystem::create_directories(alone);
-        ASSERT_EQ(tolmar("import --force --storage " + storage + " " + segy() + " --index " + both + "/s.idx --bricks " +
-                         both + " --name cube")
-                      .status,
-                  0);
-        ASSERT_EQ(tolmar("import --force --storage " + storage + " " + segy() + " --bricks " + alone + " --name cube")
-                      .status,
-                  0);
+        std::string const import = "import --force --name cube --storage " + storage + " " + segy();
+        ASSERT_EQ(tolmar(import + " --index " + both + "/s.idx --bricks " + both).status, 0);
+        ASSERT_EQ(tolmar(import + " --bricks " + alone).status, 0);
         std::string const a = dir->path("a.f32"), b = dir->path("b.f32");
         ASSERT_EQ(tolmar("slice --force " + both + "/cube.tmf --inline 1005 --raw " + a).status, 0);
         ASSERT_EQ(tolmar("slice --force " + alone + "/cube.tmf --inline 1005 --raw " + b).status, 0);

@@ -7,7 +7,6 @@
 #include <climits>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <random>
 #include <thread>
@@ -200,8 +199,7 @@ TEST(CompressedIndex, DamagedFilesAreRefusedAndChangeNothing)
     std::size_t const histogramAt = 228, entriesAt = histogramAt + 4 * 8 + 8;
     auto check = [&](std::vector<char> const& bytes, std::string const& message) {
         SCOPED_TRACE(message);
-        std::ofstream(dir.path("bad.idx"), std::ios::binary | std::ios::trunc)
-            .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        tolmar_test::writeFile(dir.path("bad.idx"), bytes);
         CompressedIndex index = sample();
         index.add(-100, -100, 1);
         CompressedIndex const before = index;

@@ -38,8 +38,7 @@ CubeSlice make(int direction)
 TEST(CubeSlice, GridKeepsThreePointsUnderIdentityAndBendsInTheNextZone)
 {
     CubeSlice const same = make(0);
-    EXPECT_EQ(same.inline_points(), 3);
-    EXPECT_EQ(same.crossline_points(), 3);
+    EXPECT_EQ(std::pair(same.inline_points(), same.crossline_points()), std::pair(3, 3));
 
     // A survey of 200 km a side at 45 degrees: both edges bend in the next zone.
     CubeSlice bent;
@@ -54,8 +53,7 @@ TEST(CubeSlice, GridKeepsThreePointsUnderIdentityAndBendsInTheNextZone)
     // The first row's middle point leaves the chord between its ends.
     auto const& p = bent.points();
     int const n = bent.inline_points();
-    V2 const a = p[0], b = p[n - 1], mid = p[n / 2];
-    V2 const d = b - a;
+    V2 const a = p[0], mid = p[n / 2], d = p[n - 1] - a;
     double const off = std::fabs(d[0] * (mid[1] - a[1]) - d[1] * (mid[0] - a[0])) / std::hypot(d[0], d[1]);
     EXPECT_GT(off, 20.0) << "metres off the chord";
     EXPECT_EQ(bent.points().size(), static_cast<std::size_t>(n * bent.crossline_points()));
@@ -73,9 +71,7 @@ TEST(CubeSlice, MeshesOfTheThreeDirections)
     EXPECT_NEAR(vertices[0][0], 500000 + 1000 * 200, 1e-6); // x of the last inline
     EXPECT_EQ(vertices[0][2], 0);
     EXPECT_EQ(vertices[1][2], 2000);
-    EXPECT_EQ(coords[5][0], 1);
-    EXPECT_EQ(coords[5][1], 1);
-    EXPECT_EQ(coords[5][2], 1);
+    EXPECT_EQ(coords[5], (V3{{1, 1, 1}}));
 
     CubeSlice time = make(2);
     time.updateFrame(0.25);
@@ -126,8 +122,7 @@ TEST(CubeSlice, RaysHitTheLatticeOrMiss)
     V3 const origin{{600000, 6500000 + 1000 * 30, -1000 * scale}};
     ASSERT_TRUE(s.ray_intersect(origin, V3{{1, 0, 0}}, n, scale, distance, inl, crl, hit));
     EXPECT_NEAR(distance, 50000, 1e-6);
-    EXPECT_EQ(inl, 150);
-    EXPECT_EQ(crl, 30);
+    EXPECT_EQ(std::pair(inl, crl), std::pair(150, 30));
     EXPECT_NEAR(hit[2], -2000, 1e-9);
 
     // Parallel to the plane: no distance at all.
@@ -147,8 +142,7 @@ TEST(CubeSlice, RaysHitTheLatticeOrMiss)
     t.get_normal(n);
     ASSERT_TRUE(t.ray_intersect(V3{{500000 + 1000 * 120.4, 6500000 + 1000 * 20.6, 100}}, V3{{0, 0, -1}}, n, 1.0,
                                 distance, inl, crl, hit));
-    EXPECT_EQ(inl, 120);
-    EXPECT_EQ(crl, 21);
+    EXPECT_EQ(std::pair(inl, crl), std::pair(120, 21));
     EXPECT_NEAR(distance, 1100, 1e-6);
 }
 

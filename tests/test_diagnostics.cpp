@@ -73,11 +73,7 @@ TEST(MessageBox, DefaultLogsAndInstalledBoxReceives)
 {
     struct Recorder : Util::IMessageBox {
         using IMessageBox::show;
-        void show(wchar_t const* text, unsigned int flags) override
-        {
-            got = text;
-            gotFlags = flags;
-        }
+        void show(wchar_t const* text, unsigned int flags) override { got = text, gotFlags = flags; }
         std::wstring got;
         unsigned gotFlags = 0;
     };
@@ -124,19 +120,18 @@ TEST(Timers, StopwatchTableAndSummaries)
 
 TEST(TempPath, OwnFolderWinsElsePlatform)
 {
-    char const* savedOwn = std::getenv("QUELDRIN_TMPDIR");
-    char const* savedTmp = std::getenv("TMPDIR");
-    std::string const own = savedOwn ? savedOwn : "", tmp = savedTmp ? savedTmp : "";
+    std::string saved[2];
+    char const* const names[2] = {"QUELDRIN_TMPDIR", "TMPDIR"};
+    for (int i = 0; i < 2; ++i) saved[i] = std::getenv(names[i]) ? std::getenv(names[i]) : "";
     setenv("QUELDRIN_TMPDIR", "/data/scratch", 1);
-    EXPECT_EQ(TempPath::GetTempPathA(), "/data/scratch/");
+    setenv("TMPDIR", "/var/tmp", 1);
     EXPECT_EQ(TempPath::GetTempPathW(), L"/data/scratch/");
     unsetenv("QUELDRIN_TMPDIR");
-    setenv("TMPDIR", "/var/tmp", 1);
     EXPECT_EQ(TempPath::GetTempPathA(), "/var/tmp/");
     unsetenv("TMPDIR");
     EXPECT_EQ(TempPath::GetTempPathA(), "/tmp/");
-    if (savedOwn) setenv("QUELDRIN_TMPDIR", own.c_str(), 1);
-    if (savedTmp) setenv("TMPDIR", tmp.c_str(), 1);
+    for (int i = 0; i < 2; ++i)
+        if (!saved[i].empty()) setenv(names[i], saved[i].c_str(), 1);
 }
 
 } // namespace

@@ -8,7 +8,6 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <set>
 #include <thread>
 
@@ -114,7 +113,7 @@ TEST(IndexedReader, OpenFailsOnMissingOrDamagedFiles)
     EXPECT_FALSE(open_indexed_segy3d_reader(f.segy, badFormat));
     auto bytes = tolmar_test::readFile(f.idx);
     bytes[bytes.size() / 2] ^= 0x5a;
-    std::ofstream(f.idx, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    tolmar_test::writeFile(f.idx, bytes);
     EXPECT_FALSE(open_indexed_segy3d_reader(f.segy, f.idx)) << "corrupt index";
 }
 

@@ -11,16 +11,11 @@ namespace {
 
 using namespace tolmar_test;
 
-void writeBytes(std::string const& path, std::vector<char> const& bytes)
-{
-    std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-}
-
 TEST(SEGYbadInput, EmptyAndShortFiles)
 {
     ScratchDir dir;
-    writeBytes(dir.path("empty.sgy"), {});
-    writeBytes(dir.path("short.sgy"), std::vector<char>(3500, 0x40));
+    writeFile(dir.path("empty.sgy"), {});
+    writeFile(dir.path("short.sgy"), std::vector<char>(3500, 0x40));
     for (char const* name : {"empty.sgy", "short.sgy"}) {
         ReaderHarness r;
         r.setFile(dir.path(name));

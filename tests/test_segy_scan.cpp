@@ -27,24 +27,17 @@ struct Scan {
         r.setZRange(0, 100000, 0.001);
     }
     int run(bool full = false, bool skipZeroXY = false) { return r.scan(layout.types, layout.positions, skipZeroXY, full); }
-    SEGYreader3D::IRange range() const
+    // The reader's answers as values.
+    template <class T, class R>
+    T get(void (R::*f)(T&) const) const
     {
-        SEGYreader3D::IRange i;
-        r.iRange(i);
-        return i;
-    }
-    SEGYreader::DRange drange() const
-    {
-        SEGYreader::DRange d;
-        r.dRange(d);
-        return d;
-    }
-    SEGYreader3D::Trans trans() const
-    {
-        SEGYreader3D::Trans t;
-        r.trans(t);
+        T t;
+        (r.*f)(t);
         return t;
     }
+    SEGYreader3D::IRange range() const { return get(&SEGYreader3D::iRange); }
+    SEGYreader::DRange drange() const { return get(&SEGYreader::dRange); }
+    SEGYreader3D::Trans trans() const { return get(&SEGYreader3D::trans); }
     long long selected() const { return std::count(r.selected().begin(), r.selected().end(), true); }
 };
 

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cfloat>
+#include <utility>
+#include <vector>
 
 #include "segy/SEGYcube.h"
 #include "segy/SEGYtrace.h"
@@ -17,6 +19,14 @@ SEGYtrace makeTrace(int il, int xl, double x, double y, double z = 0.0, int n = 
 {
     SEGYtrace t(1, 0, il, xl, static_cast<float>(x), static_cast<float>(y), z, n);
     for (float s : samples) t.addSample(s);
+    return t;
+}
+
+// x0, xInl, xCrl, y0, yInl, yCrl.
+std::vector<double> trans(SEGYcube const& c)
+{
+    std::vector<double> t(6);
+    c.trans(&t[0], &t[1], &t[2], &t[3], &t[4], &t[5]);
     return t;
 }
 
@@ -48,13 +58,10 @@ TEST(SEGYcube, LearnsGridFromInlineSortedTraces)
     // Traces are kept until both steps are known: the first inline and one more.
     EXPECT_EQ(c.nTraces(), 8u);
     c.setBbox();
-    double x0, xInl, xCrl, y0, yInl, yCrl;
-    c.trans(&x0, &xInl, &xCrl, &y0, &yInl, &yCrl);
-    EXPECT_NEAR(xInl, 20.0, 1e-3);
-    EXPECT_NEAR(xCrl, -5.0, 1e-3);
-    EXPECT_NEAR(yInl, 4.0, 1e-3);
-    EXPECT_NEAR(yCrl, 12.0, 1e-3);
-    EXPECT_NEAR(x0 + xInl * 13 + xCrl * 117, X(13, 117), 1e-2);
+    auto const t = trans(c);
+    double const want[6] = {0, 20.0, -5.0, 0, 4.0, 12.0};
+    for (int i : {1, 2, 4, 5}) EXPECT_NEAR(t[i], want[i], 1e-3) << i;
+    EXPECT_NEAR(t[0] + t[1] * 13 + t[2] * 117, X(13, 117), 1e-2);
     double bx[4], by[4];
     c.bbox(bx, by);
     EXPECT_DOUBLE_EQ(bx[1], X(10, 130));
@@ -71,13 +78,11 @@ TEST(SEGYcube, FallingInlinesKeepTheSignOfTheSlope)
     EXPECT_EQ(c.inlineStep(), -3) << "negative until setBbox";
     c.setBbox();
     EXPECT_EQ(c.inlineStep(), 3);
-    double x0, xInl, xCrl, y0, yInl, yCrl;
-    c.trans(&x0, &xInl, &xCrl, &y0, &yInl, &yCrl);
-    EXPECT_DOUBLE_EQ(xInl, 10.0);
-    EXPECT_DOUBLE_EQ(yCrl, 3.0);
-    EXPECT_DOUBLE_EQ(x0, 0.0);
-    EXPECT_EQ(c.inlineStart(), 44);
-    EXPECT_EQ(c.inlineStop(), 50);
+    auto const t = trans(c);
+    EXPECT_DOUBLE_EQ(t[1], 10.0);
+    EXPECT_DOUBLE_EQ(t[5], 3.0);
+    EXPECT_DOUBLE_EQ(t[0], 0.0);
+    EXPECT_EQ(std::pair(c.inlineStart(), c.inlineStop()), std::pair(44, 50));
 }
 
 TEST(SEGYcube, RepeatedInlineKeepsStoring)
@@ -104,12 +109,9 @@ TEST(SEGYcube, SingleTraceAndMissingCorners)
     SEGYcube one(4000, 0);
     one.addTrace(makeTrace(3, 4, 30.0, 40.0));
     one.setBbox();
-    double x0, xInl, xCrl, y0, yInl, yCrl;
-    one.trans(&x0, &xInl, &xCrl, &y0, &yInl, &yCrl);
-    EXPECT_EQ(one.inlineStep(), 0);
-    EXPECT_EQ(one.crlineStep(), 0);
-    EXPECT_DOUBLE_EQ(x0, 30.0);
-    EXPECT_DOUBLE_EQ(y0, 40.0);
+    EXPECT_EQ(std::pair(one.inlineStep(), one.crlineStep()), std::pair(0, 0));
+    EXPECT_DOUBLE_EQ(trans(one)[0], 30.0);
+    EXPECT_DOUBLE_EQ(trans(one)[3], 40.0);
 
     // A triangle of traces: corner 3 (last inline, last crossline) is never
     // seen and is computed; corner 1 is seen and keeps its measured place.
@@ -122,8 +124,7 @@ TEST(SEGYcube, SingleTraceAndMissingCorners)
     c.setBbox();
     double bx[4], by[4];
     c.bbox(bx, by);
-    EXPECT_EQ(c.cornerInline(3), 3);
-    EXPECT_EQ(c.cornerCrossline(3), 3);
+    EXPECT_EQ(std::pair(c.cornerInline(3), c.cornerCrossline(3)), std::pair(3, 3));
     EXPECT_DOUBLE_EQ(bx[3], 2.0);
     EXPECT_DOUBLE_EQ(by[3], 2.0);
     EXPECT_NEAR(by[1], 2.05, 1e-6);

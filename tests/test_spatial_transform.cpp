@@ -53,8 +53,7 @@ TEST(SpatialTransform, AgreesWithProjOnKnownSystems)
     // The central meridian of zone 31 at the equator, longitude first.
     V2 p{{500000, 0}};
     Tolmar::spatial_transform(spatial_reference_from_text("32631"), spatial_reference_from_text("EPSG:4326"), p);
-    EXPECT_NEAR(p[0], 3.0, 1e-9);
-    EXPECT_NEAR(p[1], 0.0, 1e-9);
+    EXPECT_LT(p.dist(V2{{3.0, 0.0}}), 1e-9);
 }
 
 TEST(SpatialTransform, BatchesRoundTripAndFailWhole)

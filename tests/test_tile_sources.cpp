@@ -106,12 +106,9 @@ protected:
     {
         dir = new tolmar_test::ScratchDir;
         std::string const segy = dir->path("s.sgy");
-        ASSERT_EQ(tolmar_test::tolmar("synth --inlines 520 --crosslines 6 --samples 530 --format ieee " + segy).status,
-                  0);
-        ASSERT_EQ(tolmar_test::tolmar("import " + segy + " --index " + dir->path("s.idx") + " --bricks " +
-                                      dir->dir() + " --name cube")
-                      .status,
-                  0);
+        using tolmar_test::tolmar;
+        ASSERT_EQ(tolmar("synth --inlines 520 --crosslines 6 --samples 530 --format ieee " + segy).status, 0);
+        ASSERT_EQ(tolmar("import " + segy + " --index " + dir->path("s.idx") + " --bricks " + dir->dir() + " --name cube").status, 0);
     }
     static void TearDownTestSuite() { delete dir; }
 
@@ -191,9 +188,7 @@ TEST_F(TileSources, BrickSourceReadsOneTileEachFiftyMilliseconds)
 TEST_F(TileSources, IndexedSourceFillsTilesAsTracesArriveAndPosts)
 {
     std::atomic<int> posts{0};
-    auto const sink = Tolmar::platform::register_update_sink([&posts](char const*, std::uintptr_t, std::intptr_t) {
-        ++posts;
-    });
+    auto const sink = Tolmar::platform::register_update_sink([&posts](char const*, std::uintptr_t, std::intptr_t) { ++posts; });
     for (Key const& key : {Key{2, 400, {}}, Key{1, 2004, {}}, Key{0, 1200, {}}}) {
         std::string why;
         auto reader = Tolmar::open_indexed_segy3d_reader(dir->path("s.sgy"), dir->path("s.idx"), &why);

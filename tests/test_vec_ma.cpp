@@ -54,17 +54,14 @@ TEST(Ma, PointsLinesAndTriangles)
 
     double x, y, t;
     ASSERT_TRUE(Ma::getCrossingPoint(&x, &y, 0, 0, 4, 4, 0, 4, 4, 0, &t));
-    EXPECT_DOUBLE_EQ(x, 2.0);
-    EXPECT_DOUBLE_EQ(y, 2.0);
-    EXPECT_DOUBLE_EQ(t, 0.5);
+    EXPECT_EQ((std::vector<double>{x, y, t}), (std::vector<double>{2.0, 2.0, 0.5}));
     EXPECT_FALSE(Ma::getCrossingPoint(&x, &y, 0, 0, 1, 1, 0, 4, 4, 0, &t)) << "ends before the crossing";
     EXPECT_FALSE(Ma::getCrossingPoint(&x, &y, 0, 0, 4, 0, 0, 1, 4, 1, &t)) << "parallel";
 
     double const pa[2] = {0, 0}, pb[2] = {10, 0}, pIn[2] = {3, 5}, pOut[2] = {12, -1};
     double foot[3];
     EXPECT_TRUE(Ma::projectPointToLine2D(foot, pIn, pa, pb));
-    EXPECT_DOUBLE_EQ(foot[0], 3.0);
-    EXPECT_DOUBLE_EQ(foot[1], 0.0);
+    EXPECT_EQ(std::vector<double>(foot, foot + 2), (std::vector<double>{3.0, 0.0}));
     EXPECT_FALSE(Ma::projectPointToLine2D(foot, pOut, pa, pb));
     EXPECT_DOUBLE_EQ(foot[0], 12.0);
     double const qa[3] = {0, 0, 0}, qb[3] = {0, 0, 10}, q[3] = {1, 1, 4};
@@ -73,9 +70,7 @@ TEST(Ma, PointsLinesAndTriangles)
 
     double w[3];
     Ma::barycentricalCoordinates(w, 1, 1, 0, 0, 4, 0, 0, 4);
-    EXPECT_DOUBLE_EQ(w[0], 0.5);
-    EXPECT_DOUBLE_EQ(w[1], 0.25);
-    EXPECT_DOUBLE_EQ(w[2], 0.25);
+    EXPECT_EQ(std::vector<double>(w, w + 3), (std::vector<double>{0.5, 0.25, 0.25}));
 }
 
 TEST(Ma, PowersAndChecksums)
@@ -97,11 +92,7 @@ TEST(Ma, PowersAndChecksums)
 
 TEST(Ma, LineThroughBox)
 {
-    vec<double, 3> p0, p1, lo, hi;
-    p0.set(-1.0, 0.5, 0.5);
-    p1.set(0.0, 0.5, 0.5);
-    lo.set(0.0, 0.0, 0.0);
-    hi.set(1.0, 1.0, 1.0);
+    vec<double, 3> const p0{{-1.0, 0.5, 0.5}}, p1{{0.0, 0.5, 0.5}}, lo{{0.0, 0.0, 0.0}}, hi{{1.0, 1.0, 1.0}};
     Ma::Line3D line(p0, p1);
     EXPECT_DOUBLE_EQ(line.pointAtT(2.0)[0], 1.0);
     EXPECT_TRUE(line.intersectBox(lo, hi));
@@ -110,13 +101,9 @@ TEST(Ma, LineThroughBox)
     EXPECT_DOUBLE_EQ(all[0][0], 0.0);
     EXPECT_DOUBLE_EQ(all[1][0], 1.0);
     EXPECT_EQ(line.CrossingsBox3D(lo, hi, true).size(), 1u) << "only the entry lies on the segment";
-    vec<double, 3> q0, q1;
-    q0.set(-1.0, 2.0, 0.5);
-    q1.set(0.0, 2.0, 0.5);
+    vec<double, 3> const q0{{-1.0, 2.0, 0.5}}, q1{{0.0, 2.0, 0.5}};
     EXPECT_FALSE(Ma::Line3D(q0, q1).intersectBox(lo, hi));
     EXPECT_TRUE(Ma::Line3D(q0, q1).CrossingsBox3D(lo, hi, false).empty());
 }
-
-// The plane fit of the line numbers: the scan tests, on rotated grids.
 
 } // namespace
