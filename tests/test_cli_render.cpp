@@ -112,4 +112,56 @@ TEST_F(RenderPool, CameraAndRefusedArguments)
     EXPECT_NE(tolmar("render " + dir->path("cube.tmf") + " --inline 1020 --png " + png).status, 0) << "exists";
 }
 
+// The tile path, on the brick file and through the index, draws the picture
+// the brick path draws, within what the two filters make of it.
+TEST_F(RenderPool, TilePathsDrawWhatTheBrickPathDraws)
+{
+    auto picture = [](std::string const& cube, std::string const& options) {
+        std::string const png = dir->path("p.png");
+        auto const r = tolmar("render " + cube + " --inline 1020 --force --size 200 160 --png " + png + " " + options);
+        EXPECT_EQ(r.status, 0) << r.err;
+        return tolmar_test::read_png(png);
+    };
+    auto const bricks = picture(dir->path("cube.tmf"), "");
+    for (auto const& other : {picture(dir->path("cube.tmf"), "--path tiles"),
+                              picture(dir->path("s.sgy"), "--index " + dir->path("s.idx"))}) {
+        ASSERT_EQ(other.rgba.size(), bricks.rgba.size());
+        double difference = 0;
+        for (std::size_t i = 0; i < bricks.rgba.size(); ++i) difference += std::abs(bricks.rgba[i] - other.rgba[i]);
+        EXPECT_LT(difference / static_cast<double>(bricks.rgba.size()), 10.0) << "mean difference per channel";
+    }
+    // Colour tables by name and from a file; a bad file is one line.
+    auto const grey = picture(dir->path("cube.tmf"), "--colour-table grey");
+    auto const [r, g, b, a] = grey.at(100, 80);
+    EXPECT_EQ(r, g);
+    EXPECT_EQ(g, b);
+    EXPECT_EQ(a, 255);
+    std::string const table = dir->path("table.txt");
+    tolmar_test::writeFile(table, {'0', ' ', '0', ' ', '2', '5', '5', '\n', '2', '5', '5', ' ', '0', ' ', '0', '\n'});
+    EXPECT_EQ(picture(dir->path("cube.tmf"), "--colour-table " + table).at(100, 80)[1], 0);
+    tolmar_test::writeFile(table, {'1', ' ', '2', '\n'});
+    auto const bad = tolmar("render " + dir->path("cube.tmf") + " --inline 1020 --force --png " + dir->path("p.png") +
+                            " --colour-table " + table);
+    EXPECT_NE(bad.err.find("line 1 is not R G B [A]"), std::string::npos) << bad.err;
+}
+
+// A pick in the middle of the picture names the trace and sample there and
+// the amplitude `tolmar slice` gives for them.
+TEST_F(RenderPool, PickInTheMiddleAgreesWithTheSlice)
+{
+    auto const r = tolmar("pick " + dir->path("cube.tmf") + " --inline 1020 --at 50 100 --json");
+    CPLJSONObject const o = tolmar_test::json_of(r);
+    EXPECT_EQ(o.GetInteger("inline"), 1020);
+    EXPECT_EQ(o.GetInteger("crossline"), 2000 + 2 * 50); // pixel 50 of 100 crosslines, step 2
+    EXPECT_NEAR(o.GetDouble("time"), 400, 2);            // pixel 100 of 200 samples of 4 ms
+    std::string const raw = dir->path("slice.f32");
+    ASSERT_EQ(tolmar("slice --force " + dir->path("cube.tmf") + " --inline 1020 --raw " + raw).status, 0);
+    std::vector<float> const slice = tolmar_test::read_floats(raw);
+    ASSERT_EQ(slice.size(), 100u * 200u);
+    // Raw slices: rows of samples top to bottom, crosslines across.
+    EXPECT_FLOAT_EQ(static_cast<float>(o.GetDouble("amplitude")), slice[100 * 100 + 50]);
+    EXPECT_NE(tolmar("pick " + dir->path("cube.tmf") + " --inline 1020 --at 50 100").out.find("inl 1020  crl 2100"),
+              std::string::npos);
+}
+
 } // namespace
