@@ -83,19 +83,24 @@ void run_demo(std::string const& dir)
                            s.seconds);
         pictures.push_back(slice.png);
     }
-    // The same inline drawn by the GPU renderer, seen at an angle.
-    RenderRequest render;
-    render.cube = bricks.path;
-    render.position = inl;
-    render.png = in("inline_rendered.png");
-    render.width = 640;
-    render.height = 480;
-    render.camera = {30, 20};
-    render.force = true;
-    RenderReport const drawn = render_slice(render);
-    steps.emplace_back("rendered " + render.png + " (" + std::to_string(drawn.frames) + " frames, " + drawn.renderer + ")",
-                       drawn.seconds);
-    pictures.push_back(render.png);
+    // The same inline drawn by the cube layer, seen at an angle: from the
+    // bricks on the brick path, and from the SEG-Y file on the tile path.
+    for (bool tiles : {false, true}) {
+        RenderRequest render;
+        render.cube = tiles ? segy : bricks.path;
+        render.index = tiles ? import.index : "";
+        render.position = inl;
+        render.png = in(tiles ? "inline_rendered_tiles.png" : "inline_rendered.png");
+        render.width = 640;
+        render.height = 480;
+        render.camera = {30, 20};
+        render.force = true;
+        RenderReport const drawn = render_slice(render);
+        steps.emplace_back("rendered " + render.png + " on the " + drawn.path + " path (" +
+                               std::to_string(drawn.frames) + " frames, " + drawn.renderer + ")",
+                           drawn.seconds);
+        pictures.push_back(render.png);
+    }
 
     HistogramRequest histogram;
     histogram.cube = bricks;
