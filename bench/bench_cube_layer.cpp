@@ -114,18 +114,12 @@ BENCHMARK(BM_FirstCompleteFrame)->DenseRange(0, 2)->ArgName("path")->Unit(benchm
 
 int main(int argc, char** argv)
 {
+    tolmar_bench::SurveyFiles files;
     std::vector<char*> rest;
-    for (int i = 0; i < argc; ++i) {
-        std::string v;
-        if (tolmar_bench::take_flag(argv[i], "--segy", v)) gSegy = v;
-        else if (tolmar_bench::take_flag(argv[i], "--index", v)) gIndex = v;
-        else if (tolmar_bench::take_flag(argv[i], "--cube", v)) gCube = v;
-        else rest.push_back(argv[i]);
-    }
-    if (gSegy.empty() || gIndex.empty() || gCube.empty()) {
-        std::cerr << "usage: bench_cube_layer --segy=S.sgy --index=S.idx --cube=S.tmf (bench/compare_segyio writes them)\n";
-        return 2;
-    }
+    if (!tolmar_bench::take_survey_files("bench_cube_layer", argc, argv, files, rest)) return 2;
+    gSegy = files.segy;
+    gIndex = files.index;
+    gCube = files.cube;
     Tolmar::platform::set_debug_sink([](std::string_view) {});
     std::string error;
     gGl = Tolmar::platform::HeadlessGL::create(W, H, error);
@@ -133,10 +127,7 @@ int main(int argc, char** argv)
         std::cerr << "bench_cube_layer: " << error << "\n";
         return 1;
     }
-    int n = static_cast<int>(rest.size());
-    benchmark::Initialize(&n, rest.data());
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
+    tolmar_bench::run_benchmarks(rest);
     gGl.reset();
     return 0;
 }

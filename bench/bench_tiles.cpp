@@ -106,23 +106,14 @@ BENCHMARK(BM_IndexedTiles)->DenseRange(0, 2)->ArgName("kind")->Unit(benchmark::k
 
 int main(int argc, char** argv)
 {
+    tolmar_bench::SurveyFiles files;
     std::vector<char*> rest;
-    for (int i = 0; i < argc; ++i) {
-        std::string v;
-        if (tolmar_bench::take_flag(argv[i], "--segy", v)) gSegy = v;
-        else if (tolmar_bench::take_flag(argv[i], "--index", v)) gIndex = v;
-        else if (tolmar_bench::take_flag(argv[i], "--cube", v)) gCube = v;
-        else rest.push_back(argv[i]);
-    }
-    if (gSegy.empty() || gIndex.empty() || gCube.empty()) {
-        std::cerr << "usage: bench_tiles --segy=S.sgy --index=S.idx --cube=S.tmf (bench/compare_segyio writes them)\n";
-        return 2;
-    }
+    if (!tolmar_bench::take_survey_files("bench_tiles", argc, argv, files, rest)) return 2;
+    gSegy = files.segy;
+    gIndex = files.index;
+    gCube = files.cube;
     // Each restart logs the plane's size; thousands of them would bury the figures.
     Tolmar::platform::set_debug_sink([](std::string_view) {});
-    int n = static_cast<int>(rest.size());
-    benchmark::Initialize(&n, rest.data());
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
+    tolmar_bench::run_benchmarks(rest);
     return 0;
 }
