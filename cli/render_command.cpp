@@ -59,6 +59,13 @@ double default_pool_mib(unsigned needed)
 
 std::string describe(ViewRequest const& r) { return describe_slice(r.kind, r.position); }
 
+std::unique_ptr<Tolmar::GPUCubeMemoryManager> first_pool()
+{
+    char const* version = reinterpret_cast<char const*>(glGetString(GL_VERSION));
+    if (version && std::string(version).rfind("1.1", 0) == 0) return nullptr;
+    return std::make_unique<Tolmar::GPUCubeMemoryManager>(static_cast<std::uint64_t>(kMiB));
+}
+
 } // namespace
 
 RenderReport render_slice(RenderRequest const& r)
@@ -74,8 +81,9 @@ RenderReport render_slice(RenderRequest const& r)
     {
         // The brick path gets a pool of its own, sized for this job: the
         // process-wide one goes by the driver's free memory, which llvmpipe
-        // does not report. A small one first, to learn what the slice needs.
-        auto pool = std::make_unique<Tolmar::GPUCubeMemoryManager>(static_cast<std::uint64_t>(kMiB));
+        // does not report. A small one first, to learn what the slice needs;
+        // none on GL 1.1, which has no 3D textures and draws tiles.
+        auto pool = first_pool();
         int sampleWidth = 0, sampleHeight = 0;
         auto layer = open_layer(r, pool.get(), sampleWidth, sampleHeight, report.low, report.high);
         report.width = r.width > 0 ? r.width : sampleWidth;
@@ -257,7 +265,7 @@ void run_pick(PickArgs& a, CLI::App const& cmd)
     if (!gl) fail(r.cube, "cannot make a GL context: " + error);
     int sampleWidth = 0, sampleHeight = 0;
     float low = 0, high = 0;
-    auto pool = std::make_unique<Tolmar::GPUCubeMemoryManager>(static_cast<std::uint64_t>(kMiB));
+    auto pool = first_pool();
     auto layer = open_layer(r, pool.get(), sampleWidth, sampleHeight, low, high);
     int const width = r.width > 0 ? r.width : sampleWidth, height = r.height > 0 ? r.height : sampleHeight;
     Camera const camera = frame_camera(r, *layer);

@@ -75,6 +75,9 @@ std::unique_ptr<HeadlessGL> HeadlessGL::create(int width, int height, std::strin
                                      EGL_CONTEXT_OPENGL_COMPATIBILITY_PROFILE_BIT,
                                      EGL_NONE};
     gl->context_ = eglCreateContext(display, config, EGL_NO_CONTEXT, contextAttribs);
+    // A driver held to an older version (MESA_GL_VERSION_OVERRIDE=1.1, as a
+    // GL 1.1 software renderer) gives whatever context it has.
+    if (gl->context_ == EGL_NO_CONTEXT) gl->context_ = eglCreateContext(display, config, EGL_NO_CONTEXT, nullptr);
     if (gl->context_ == EGL_NO_CONTEXT) {
         gl->context_ = nullptr;
         error = "EGL: cannot create an OpenGL 4.5 compatibility context (" + egl_error() + ")";
@@ -157,8 +160,8 @@ std::vector<unsigned char> HeadlessGL::read_pixels()
     glBindFramebuffer(GL_READ_FRAMEBUFFER, framebuffer_);
     glReadBuffer(GL_COLOR_ATTACHMENT0);
     // A renderer may have left a pack buffer bound, which would turn the
-    // pointer into an offset into it.
-    glBindBuffer(GL_PIXEL_PACK_BUFFER, 0);
+    // pointer into an offset into it. GL 1.1 has no buffers at all.
+    if (glBindBuffer) glBindBuffer(GL_PIXEL_PACK_BUFFER, 0);
     glPixelStorei(GL_PACK_ALIGNMENT, 1);
     glReadPixels(0, 0, width_, height_, GL_RGBA, GL_UNSIGNED_BYTE, bottomUp.data());
     // GL's row 0 is the bottom one; images and tests count from the top.

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -112,8 +113,9 @@ TEST_F(RenderPool, CameraAndRefusedArguments)
     EXPECT_NE(tolmar("render " + dir->path("cube.tmf") + " --inline 1020 --png " + png).status, 0) << "exists";
 }
 
-// The tile path, on the brick file and through the index, draws the picture
-// the brick path draws, within what the two filters make of it.
+// The tile path, on the brick file and through the index, and on a GL 1.1
+// context coloured on the CPU, draws the picture the brick path draws,
+// within what the filters make of it.
 TEST_F(RenderPool, TilePathsDrawWhatTheBrickPathDraws)
 {
     auto picture = [](std::string const& cube, std::string const& options) {
@@ -123,8 +125,16 @@ TEST_F(RenderPool, TilePathsDrawWhatTheBrickPathDraws)
         return tolmar_test::read_png(png);
     };
     auto const bricks = picture(dir->path("cube.tmf"), "");
+    // Mesa presents a GL 1.1 context when told to; the layer takes the tile path there.
+    setenv("MESA_GL_VERSION_OVERRIDE", "1.1", 1);
+    auto const gl11 = picture(dir->path("cube.tmf"), "");
+    auto const gl11Json = tolmar_test::json_of(tolmar("render " + dir->path("cube.tmf") +
+                                                      " --inline 1020 --force --json --png " + dir->path("q.png")));
+    unsetenv("MESA_GL_VERSION_OVERRIDE");
+    EXPECT_EQ(gl11Json.GetString("path"), "tiles");
+    EXPECT_NE(gl11Json.GetString("renderer").find(", 1.1 "), std::string::npos) << gl11Json.GetString("renderer");
     for (auto const& other : {picture(dir->path("cube.tmf"), "--path tiles"),
-                              picture(dir->path("s.sgy"), "--index " + dir->path("s.idx"))}) {
+                              picture(dir->path("s.sgy"), "--index " + dir->path("s.idx")), gl11}) {
         ASSERT_EQ(other.rgba.size(), bricks.rgba.size());
         double difference = 0;
         for (std::size_t i = 0; i < bricks.rgba.size(); ++i) difference += std::abs(bricks.rgba[i] - other.rgba[i]);
