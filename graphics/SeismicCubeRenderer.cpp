@@ -69,7 +69,7 @@ SeismicCubeRenderer::ColourTable SeismicCubeRenderer::create_default_col_tab_dat
 bool SeismicCubeRenderer::init_datasource(bool useIndex, std::string const& segy, std::string const& index,
                                           std::string const& brick_file)
 {
-    if (initialised) return false;
+    if (initialised) return brick_reader || indexed_reader; // as it stands until shutdown_datasource
     initialised = true;
     indexed = useIndex;
     if (indexed) {

@@ -42,8 +42,8 @@ public:
     SeismicCubeRenderer& operator=(SeismicCubeRenderer const&) = delete;
 
     // Opens the brick file, or the SEG-Y file with its index when `indexed`.
-    // False when the reader cannot be had; once called, later calls do
-    // nothing until shutdown_datasource.
+    // False when the reader cannot be had; once called, later calls change
+    // nothing until shutdown_datasource and answer whether a reader is open.
     bool init_datasource(bool indexed, std::string const& segy, std::string const& index,
                          std::string const& brick_file);
     void shutdown_datasource();
