@@ -1,6 +1,7 @@
 #pragma once
-// Colour tables the subcommands share, so that `tolmar slice` and
-// `tolmar render` colour the same amplitudes alike.
+// The colour table of `tolmar slice`'s pictures: the ramp of the cube
+// layer's default table (SeismicCubeRenderer::create_default_col_tab_data),
+// reaching pure white and pure black at its middle and end.
 
 #include <vector>
 
