@@ -16,6 +16,7 @@
 #include "foundation/scale_and_color.h"
 #include "foundation/slices.h"
 #include "geometry/InterpolationArray.h"
+#include "graphics/colour_texture.h"
 #include "graphics/mat44.h"
 #include "graphics/tile_renderer/TileDataSourceIndexedSeismic3D.h"
 #include "graphics/tile_renderer/TileDataSourceSeismic3D.h"
@@ -165,22 +166,7 @@ void SeismicCubeRenderer::set_color_table_data(ColourTable table)
     create_col_tab();
 }
 
-void SeismicCubeRenderer::create_col_tab()
-{
-    if (color_table_data.empty()) return;
-    if (col_tab_tex == 0) {
-        GLuint texture = 0;
-        glGenTextures(1, &texture);
-        col_tab_tex = texture;
-    }
-    glBindTexture(GL_TEXTURE_1D, col_tab_tex);
-    glTexParameteri(GL_TEXTURE_1D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-    glTexParameteri(GL_TEXTURE_1D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
-    glTexImage1D(GL_TEXTURE_1D, 0, GL_RGBA, static_cast<GLsizei>(color_table_data.size()), 0, GL_RGBA,
-                 GL_UNSIGNED_BYTE, color_table_data.data());
-    glBindTexture(GL_TEXTURE_1D, 0);
-}
+void SeismicCubeRenderer::create_col_tab() { upload_colour_texture(col_tab_tex, 0, color_table_data); }
 
 vec<int, 3> SeismicCubeRenderer::time_range_int() const
 {

@@ -9,6 +9,7 @@
 
 #include "foundation/log.h"
 #include "foundation/scale_and_color.h"
+#include "graphics/colour_texture.h"
 #include "graphics/current_context.h"
 #include "graphics/gl_start.h"
 #include "graphics/tile_renderer/TileDataSourceIndexedSeismic3D.h"
@@ -144,19 +145,7 @@ void TileRenderer::upload_colormap_texture()
     if (color_table.empty()) return;
     glDisable(GL_TEXTURE_2D);
     glEnable(GL_TEXTURE_1D);
-    if (colormap_tex == kNoTexture) {
-        GLuint texture = 0;
-        glGenTextures(1, &texture);
-        colormap_tex = texture;
-    }
-    glBindTexture(GL_TEXTURE_1D, colormap_tex);
-    glTexParameteri(GL_TEXTURE_1D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-    glTexParameteri(GL_TEXTURE_1D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-    glTexParameteri(GL_TEXTURE_1D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
-    glTexImage1D(GL_TEXTURE_1D, 0, GL_RGBA, static_cast<GLsizei>(color_table.size()), 0, GL_RGBA, GL_UNSIGNED_BYTE,
-                 color_table.data());
-    glBindTexture(GL_TEXTURE_1D, 0);
+    upload_colour_texture(colormap_tex, kNoTexture, color_table);
     glDisable(GL_TEXTURE_1D);
 }
 
