@@ -16,7 +16,7 @@
 #include "foundation/scale_and_color.h"
 #include "foundation/slices.h"
 #include "geometry/InterpolationArray.h"
-#include "graphics/colour_texture.h"
+#include "graphics/draw_state.h"
 #include "graphics/mat44.h"
 #include "graphics/tile_renderer/TileDataSourceIndexedSeismic3D.h"
 #include "graphics/tile_renderer/TileDataSourceSeismic3D.h"
@@ -220,12 +220,7 @@ void SeismicCubeRenderer::draw()
     glMatrixMode(GL_MODELVIEW);
     glPushMatrix();
     glScaled(1, 1, -exaggeration); // time runs down, and is stretched
-    glPushAttrib(GL_ALL_ATTRIB_BITS);
-    glDisable(GL_BLEND);
-    glDisable(GL_LIGHTING);
-    glDisable(GL_CULL_FACE);
-    glEnable(GL_DEPTH_TEST);
-    for (GLenum g : {GL_TEXTURE_GEN_S, GL_TEXTURE_GEN_T, GL_TEXTURE_GEN_R, GL_TEXTURE_GEN_Q}) glDisable(g);
+    push_slice_draw_state();
     draw_slice_outline();
     glColor3d(0.7, 0.7, 0.7);
     if (tile_path()) {

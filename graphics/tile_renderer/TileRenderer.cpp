@@ -9,7 +9,7 @@
 
 #include "foundation/log.h"
 #include "foundation/scale_and_color.h"
-#include "graphics/colour_texture.h"
+#include "graphics/draw_state.h"
 #include "graphics/current_context.h"
 #include "graphics/gl_start.h"
 #include "graphics/tile_renderer/TileDataSourceIndexedSeismic3D.h"
@@ -21,17 +21,6 @@ namespace {
 
 constexpr char const* kPath = "graphics/tile_renderer/TileRenderer.cpp";
 constexpr int kBicubic = 2;
-
-// The state every way of drawing tiles starts from, inside a pushed attribute set.
-void push_tile_state()
-{
-    glPushAttrib(GL_ALL_ATTRIB_BITS);
-    glDisable(GL_BLEND);
-    glDisable(GL_LIGHTING);
-    glDisable(GL_CULL_FACE);
-    glEnable(GL_DEPTH_TEST);
-    for (GLenum g : {GL_TEXTURE_GEN_S, GL_TEXTURE_GEN_T, GL_TEXTURE_GEN_R, GL_TEXTURE_GEN_Q}) glDisable(g);
-}
 
 void check_tile(TileDataSourceInterface::TextureTile const& t)
 {
@@ -72,7 +61,7 @@ void TileRenderer::draw()
     }
     take_tiles(false, true);
     if (!opengl11) upload_colormap_texture();
-    push_tile_state();
+    push_slice_draw_state();
     if (opengl11)
         draw_amplitudes_opengl11();
     else
@@ -228,7 +217,7 @@ void TileRenderer::draw_amplitudes_opengl11()
 
 void TileRenderer::oneshoot_draw_amplitudes_opengl11()
 {
-    push_tile_state();
+    push_slice_draw_state();
     glUseProgram(0);
     glEnable(GL_TEXTURE_2D);
     glColor4f(1, 1, 1, 1);

@@ -1,8 +1,18 @@
-#include "graphics/colour_texture.h"
+#include "graphics/draw_state.h"
 
 #include <GL/glew.h>
 
 namespace Tolmar {
+
+void push_slice_draw_state()
+{
+    glPushAttrib(GL_ALL_ATTRIB_BITS);
+    glDisable(GL_BLEND);
+    glDisable(GL_LIGHTING);
+    glDisable(GL_CULL_FACE);
+    glEnable(GL_DEPTH_TEST);
+    for (GLenum g : {GL_TEXTURE_GEN_S, GL_TEXTURE_GEN_T, GL_TEXTURE_GEN_R, GL_TEXTURE_GEN_Q}) glDisable(g);
+}
 
 void upload_colour_texture(unsigned& texture, unsigned none, std::vector<vec<unsigned char, 4>> const& table)
 {
