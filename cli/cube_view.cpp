@@ -10,6 +10,7 @@
 #include "cli/cli_support.h"
 #include "cli/cube_source.h"
 #include "cli/host_module.h"
+#include "graphics/GPUCubeMemoryManager.h"
 #include "graphics/mat44.h"
 #include "segy/Seismic3DTraceReader.h"
 
@@ -74,6 +75,28 @@ Table table_from_file(std::string const& path)
     return t;
 }
 
+constexpr double kMiB = 1024.0 * 1024.0;
+constexpr double kMostDefaultPoolMiB = 4096;
+
+} // namespace
+
+double pool_mib_for(double bricks)
+{
+    return std::ceil((bricks + 1) * static_cast<double>(Tolmar::GPUCubeMemoryManager::cell_bytes()) / kMiB);
+}
+
+double default_pool_mib(unsigned needed)
+{
+    return std::min(pool_mib_for(needed + std::max(needed / 4.0, 8.0)), kMostDefaultPoolMiB);
+}
+
+std::unique_ptr<Tolmar::GPUCubeMemoryManager> first_pool()
+{
+    char const* version = reinterpret_cast<char const*>(glGetString(GL_VERSION));
+    if (version && std::string(version).rfind("1.1", 0) == 0) return nullptr;
+    return std::make_unique<Tolmar::GPUCubeMemoryManager>(static_cast<std::uint64_t>(kMiB));
+}
+
 Table colour_table(std::string const& name)
 {
     if (name.empty() || name == "red-white-black") return Tolmar::SeismicCubeRenderer::create_default_col_tab_data();
@@ -81,8 +104,6 @@ Table colour_table(std::string const& name)
     if (name == "blue-white-red") return ramp({{0, 0, 255, 255}}, {{255, 255, 255, 255}}, {{255, 0, 0, 255}});
     return table_from_file(name);
 }
-
-} // namespace
 
 std::vector<std::string> colour_table_names() { return {"red-white-black", "grey", "blue-white-red"}; }
 
@@ -181,26 +202,47 @@ Camera frame_camera(ViewRequest const& r, Tolmar::SeismicCubeRenderer& layer)
         layer.get_bounds(bounds);
         V3 const centre{{(bounds[0] + bounds[1]) / 2, (bounds[2] + bounds[3]) / 2, (bounds[4] + bounds[5]) / 2}};
         double const radius = 0.5 * V3{{bounds[1] - bounds[0], bounds[3] - bounds[2], bounds[5] - bounds[4]}}.length();
-        auto const& g = slice.points();
-        int const n = slice.inline_points(), m = slice.crossline_points();
-        V3 const I = unit(V3{{g[n - 1][0] - g[0][0], g[n - 1][1] - g[0][1], 0}});
-        V3 const C = unit(V3{{g[static_cast<std::size_t>(m - 1) * n][0] - g[0][0],
-                              g[static_cast<std::size_t>(m - 1) * n][1] - g[0][1], 0}});
-        double const az = r.camera[0] * kPi / 180, el = r.camera[1] * kPi / 180;
-        double const halfFov = 0.5 * kFieldOfViewDeg * kPi / 180;
-        double const distance = radius / std::sin(halfFov);
-        V3 const toEye = C * (std::sin(az) * std::cos(el)) + I * (std::cos(az) * std::cos(el)) + U * std::sin(el);
-        c.eye = centre + toEye * distance;
-        c.forward = toEye * -1.0;
-        // The eye's direction turned up by a right angle: perpendicular to
-        // the view at every elevation, straight overhead included.
-        c.up = C * (-std::sin(el) * std::sin(az)) + U * std::cos(el) + I * (-std::sin(el) * std::cos(az));
-        c.perspective = true;
-        c.halfFovTan = std::tan(halfFov);
-        c.nearPlane = 0.05 * radius;
-        c.farPlane = distance + 2 * radius;
+        V3 I{}, C{};
+        lattice_axes(layer, I, C);
+        return orbit_view(centre, radius, I, C, r.camera[0], r.camera[1], framing_distance(radius));
     }
     c.forward = unit(c.forward);
+    c.right = unit(cross(c.forward, c.up));
+    c.up = cross(c.right, c.forward);
+    return c;
+}
+
+double half_fov_tan() { return std::tan(0.5 * kFieldOfViewDeg * kPi / 180); }
+
+double framing_distance(double radius) { return radius / std::sin(0.5 * kFieldOfViewDeg * kPi / 180); }
+
+void lattice_axes(Tolmar::SeismicCubeRenderer& layer, V3& inlineAxis, V3& crosslineAxis)
+{
+    Tolmar::CubeSlice& slice = layer.cube_slice();
+    slice.updateFrame(layer.get_pos(slice.get_slice_dir()));
+    auto const& g = slice.points();
+    std::size_t const n = static_cast<std::size_t>(slice.inline_points()), m = slice.crossline_points();
+    inlineAxis = unit(V3{{g[n - 1][0] - g[0][0], g[n - 1][1] - g[0][1], 0}});
+    crosslineAxis = unit(V3{{g[(m - 1) * n][0] - g[0][0], g[(m - 1) * n][1] - g[0][1], 0}});
+}
+
+Camera orbit_view(V3 const& centre, double radius, V3 const& along0, V3 const& along90, double azimuthDeg,
+                  double elevationDeg, double distance)
+{
+    V3 const U{{0, 0, 1}};
+    double const az = azimuthDeg * kPi / 180, el = elevationDeg * kPi / 180;
+    V3 const toEye =
+        along90 * (std::sin(az) * std::cos(el)) + along0 * (std::cos(az) * std::cos(el)) + U * std::sin(el);
+    Camera c;
+    c.eye = centre + toEye * distance;
+    c.forward = unit(toEye * -1.0);
+    // The eye's direction turned up by a right angle: perpendicular to the
+    // view at every elevation, straight overhead included.
+    c.up = along90 * (-std::sin(el) * std::sin(az)) + U * std::cos(el) + along0 * (-std::sin(el) * std::cos(az));
+    c.perspective = true;
+    c.halfFovTan = half_fov_tan();
+    c.nearPlane = 0.05 * std::min(radius, distance);
+    c.farPlane = distance + 2 * radius;
     c.right = unit(cross(c.forward, c.up));
     c.up = cross(c.right, c.forward);
     return c;

@@ -40,8 +40,33 @@ struct Camera {
     double halfFovTan = 0, nearPlane = 0.1, farPlane = 10;
 };
 
+// MiB of brick pool for `bricks` bricks and the reserved cell, rounded up.
+double pool_mib_for(double bricks);
+// The default pool for slices that need `needed` bricks at full resolution:
+// a quarter more and a few cells besides, so that rounding the pool into
+// whole cells never costs a brick of a slice; at most 4 GiB.
+double default_pool_mib(unsigned needed);
+// A small pool to open layers with until they tell what they need; none on
+// GL 1.1, which has no 3D textures and draws tiles.
+std::unique_ptr<Tolmar::GPUCubeMemoryManager> first_pool();
+
 // The named colour tables, for --colour-table's help.
 std::vector<std::string> colour_table_names();
+// A named table or a file of lines "R G B [A]"; fails with one line.
+Tolmar::SeismicCubeRenderer::ColourTable colour_table(std::string const& name);
+
+// A perspective camera `distance` from `centre`, looking at it from an
+// azimuth and elevation in degrees: azimuth 0 faces along the horizontal
+// axis `along0`, 90 along `along90`; `radius` bounds what is to be seen.
+Camera orbit_view(Tolmar::vec<double, 3> const& centre, double radius, Tolmar::vec<double, 3> const& along0,
+                  Tolmar::vec<double, 3> const& along90, double azimuthDeg, double elevationDeg, double distance);
+// How far a perspective camera stands to see all of a sphere of `radius`.
+double framing_distance(double radius);
+// The tangent of half the perspective cameras' vertical field of view.
+double half_fov_tan();
+// The horizontal directions of a layer's inlines and crosslines.
+void lattice_axes(Tolmar::SeismicCubeRenderer& layer, Tolmar::vec<double, 3>& inlineAxis,
+                  Tolmar::vec<double, 3>& crosslineAxis);
 
 // A cube layer set up for the request, on the context current now, its
 // brick path on `pool` (null: the process-wide one); fails with one line.

@@ -39,32 +39,9 @@ using V3 = vec<double, 3>;
 // Larger framebuffers than this are refused by llvmpipe and most drivers.
 constexpr int kMostPixelsPerSide = 16384;
 constexpr double kMiB = 1024.0 * 1024.0;
-// The default pool: what the slice needs, a quarter more and a few cells
-// besides, so that rounding the pool into whole cells never costs a brick
-// of the slice; no more than this, whatever the slice. A budget asked for
-// has a wider limit.
-constexpr double kMostDefaultPoolMiB = 4096;
 constexpr double kMostPoolMiB = 65536;
 
-// MiB of pool for `bricks` bricks and the reserved cell, rounded up.
-double pool_mib_for(double bricks)
-{
-    return std::ceil((bricks + 1) * static_cast<double>(Tolmar::GPUCubeMemoryManager::cell_bytes()) / kMiB);
-}
-
-double default_pool_mib(unsigned needed)
-{
-    return std::min(pool_mib_for(needed + std::max(needed / 4.0, 8.0)), kMostDefaultPoolMiB);
-}
-
 std::string describe(ViewRequest const& r) { return describe_slice(r.kind, r.position); }
-
-std::unique_ptr<Tolmar::GPUCubeMemoryManager> first_pool()
-{
-    char const* version = reinterpret_cast<char const*>(glGetString(GL_VERSION));
-    if (version && std::string(version).rfind("1.1", 0) == 0) return nullptr;
-    return std::make_unique<Tolmar::GPUCubeMemoryManager>(static_cast<std::uint64_t>(kMiB));
-}
 
 } // namespace
 

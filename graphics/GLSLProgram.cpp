@@ -121,6 +121,14 @@ bool GLSLProgram::compile_and_link(std::string const& vertex, std::string const&
     return true;
 }
 
+void GLSLProgram::release()
+{
+    if (program != 0) glDeleteProgram(program);
+    for (unsigned* shader : {&vertex_shader, &fragment_shader, &geometry_shader})
+        if (*shader != 0) glDeleteShader(*shader);
+    program = vertex_shader = fragment_shader = geometry_shader = 0;
+}
+
 bool GLSLProgram::load_from_resources(unsigned vertex_id, unsigned fragment_id, unsigned geometry_id,
                                       std::string const& macros)
 {

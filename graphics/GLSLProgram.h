@@ -1,8 +1,8 @@
 #pragma once
 // A shader program built from GLSL texts, with the compile and link messages
-// in the debug log. Plain GL names: nothing is deleted on destruction, since
-// shaders and programs live as long as their context, and rebuilding a
-// program overwrites the names without deleting the old objects.
+// in the debug log. Plain GL names: nothing is deleted on destruction, and
+// rebuilding a program overwrites the names without deleting the old
+// objects; an owner that goes before its context calls release().
 
 #include "platform/api.h"
 
@@ -34,6 +34,10 @@ struct GLSLProgram {
 
     // Writes the names of the program's active uniforms to the debug stream.
     void list_uniforms();
+
+    // Deletes the program and its shaders, with the context they were made
+    // in current; the names go back to 0.
+    void release();
 };
 
 } // namespace Tolmar

@@ -47,7 +47,11 @@ constexpr float kLevelColours[6][3] = {{1, 1, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1
 
 Seismic3DRenderer::Seismic3DRenderer(GPUCubeMemoryManager* pool) : pool_(pool) {}
 
-Seismic3DRenderer::~Seismic3DRenderer() { shutdown(); }
+Seismic3DRenderer::~Seismic3DRenderer()
+{
+    shutdown();
+    program.release();
+}
 
 GPUCubeMemoryManager& Seismic3DRenderer::pool() { return pool_ ? *pool_ : GPUCubeMemoryManager::getInstance(); }
 

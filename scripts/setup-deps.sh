@@ -16,6 +16,8 @@ PACKAGES=(
   libgdal-dev libproj-dev
   # brick compression and checksums
   libzstd-dev libxxhash-dev
+  # viewer window and panel; a real X server and real input for its tests
+  libglfw3-dev libimgui-dev xvfb xauth xdotool x11-utils
   # images, command line
   libpng-dev libcli11-dev
   # independent SEG-Y implementation: test oracle and benchmark peer

@@ -34,7 +34,11 @@ TileRenderer::TileRenderer(bool gl11) : opengl11(gl11), glrc(current_gl_context(
     if (!opengl11) reload_shaders();
 }
 
-TileRenderer::~TileRenderer() { invalidate_data(); }
+TileRenderer::~TileRenderer()
+{
+    invalidate_data();
+    program.release();
+}
 
 void TileRenderer::reload_shaders() { program.load_from_resources(215, 214, 0, ""); }
 

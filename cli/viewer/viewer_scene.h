@@ -1,0 +1,98 @@
+#pragma once
+// What the viewer shows: each cube as a layer of three slices (inline,
+// crossline, time), each slice drawn by its own cube renderer, all in one
+// scene in the view's coordinate system with one vertical exaggeration.
+// Everything here runs on the window's thread with its context current.
+
+#include <array>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cli/cube_view.h"
+#include "platform/update_sink.h"
+
+namespace Tolmar {
+class GPUCubeMemoryManager;
+}
+
+namespace tolmar_cli {
+
+struct SceneOptions {
+    std::vector<std::string> cubes;
+    std::vector<std::string> indexes; // none, or one a cube (empty for a brick file)
+    std::string srs, viewSrs;
+    double exaggeration = 0;          // 0: the scene as deep as it is wide
+    std::string colourTable;          // for every cube; empty: the default
+    std::vector<float> range;         // for every cube; empty: each its effective range
+    bool forceTiles = false;
+    double gpuMemoryMiB = 0;          // 0: what the first slices need, and room to spare
+};
+
+class CubeLayer {
+public:
+    std::string path, name;
+    bool visible = true;
+    std::array<bool, 3> shown{{true, true, true}};
+    bool outline = false;
+    std::string colourTable;
+    float low = 0, high = 0;              // the colour range
+    std::vector<unsigned long long> histogram;
+    Tolmar::vec<float, 2> wholeRange{};   // what the histogram spans
+
+    // The slice of each direction: 0 inline, 1 crossline, 2 time.
+    Tolmar::SeismicCubeRenderer& slice(int direction) { return *slices_[direction]; }
+    // The line number or time a slice stands on, its first, last and step.
+    int position(int direction) const;
+    Tolmar::vec<int, 3> range(int direction) const;
+    // Puts the slice on the nearest line of its range to `value`.
+    void set_position(int direction, double value);
+    void step(int direction, int lines);
+    void set_colour_table(std::string const& name);
+    void set_colour_range(float from, float to);
+    void set_outline(bool on);
+    bool loading() const;
+
+private:
+    friend class Scene;
+    std::array<std::unique_ptr<Tolmar::SeismicCubeRenderer>, 3> slices_;
+};
+
+struct ScenePick {
+    bool hit = false;
+    int cube = -1, direction = -1;
+    std::string text;
+};
+
+class Scene {
+public:
+    // Opens every cube on the current context; fails with one line.
+    Scene(SceneOptions const& options, Tolmar::platform::UpdateHandle wake);
+    ~Scene();
+    Scene(Scene const&) = delete;
+    Scene& operator=(Scene const&) = delete;
+
+    std::vector<CubeLayer>& cubes() { return cubes_; }
+    // x min, x max, y min, y max, z min, z max over the visible cubes (all
+    // cubes when none is visible), in view units.
+    void bounds(double out[6]) const;
+    double exaggeration() const { return exaggeration_; }
+    void set_exaggeration(double e);
+    // The view units a millisecond that make the scene as deep as it is wide.
+    double natural_exaggeration() const { return natural_; }
+    void draw(Camera const& camera, int width, int height);
+    // Data are still on their way to a shown slice.
+    bool loading() const;
+    // The nearest shown slice under the ray, and its pick text.
+    ScenePick pick(Tolmar::vec<double, 3> const& origin, Tolmar::vec<double, 3> const& direction);
+    // MiB of the brick pool; 0 on the tile path.
+    double pool_mib() const;
+
+private:
+    // The pool outlives the layers, which leave it as they go.
+    std::unique_ptr<Tolmar::GPUCubeMemoryManager> pool_;
+    std::vector<CubeLayer> cubes_;
+    double exaggeration_ = 1, natural_ = 1;
+};
+
+} // namespace tolmar_cli
