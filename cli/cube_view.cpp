@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -12,6 +13,7 @@
 #include "cli/host_module.h"
 #include "graphics/GPUCubeMemoryManager.h"
 #include "graphics/mat44.h"
+#include "platform/text_encoding.h"
 #include "segy/Seismic3DTraceReader.h"
 
 namespace tolmar_cli {
@@ -144,6 +146,7 @@ std::unique_ptr<Tolmar::SeismicCubeRenderer> open_layer(ViewRequest const& r, To
     bool const indexed = !r.index.empty();
     if (!layer->init_datasource(indexed, r.cube, r.index, indexed ? std::string() : r.cube))
         fail(r.cube, "cannot be opened for drawing");
+    layer->set_cube_name(Tolmar::platform::from_utf8(std::filesystem::path(r.cube).filename().string()));
     layer->set_cube_spatial_ref(spatial_reference_option(r.srs, "--srs"));
     layer->set_target_spatial_ref(spatial_reference_option(r.viewSrs, "--view-srs"));
     int const direction = static_cast<int>(r.kind);

@@ -503,7 +503,7 @@ void Viewer::execute(ScriptCommand const& c)
     auto const& n = c.numbers;
     auto refuse = [&](std::string const& why) { fail(script_.source(), "line " + std::to_string(c.line) + ": " + why); };
     CubeLayer& cube = active_cube();
-    want_frames(1);
+    if (c.verb != Verb::Print) want_frames(1);
     switch (c.verb) {
     case Verb::Camera: camera_.look_at_scene(n[0], n[1]); break;
     case Verb::Front: {

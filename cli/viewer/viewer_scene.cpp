@@ -129,7 +129,6 @@ Scene::Scene(SceneOptions const& o, Tolmar::platform::UpdateHandle wake)
             int width = 0, height = 0;
             cube.slices_[d] = open_layer(r, pool_.get(), width, height, cube.low, cube.high);
             r.range = {cube.low, cube.high}; // worked out once a cube
-            cube.slices_[d]->set_cube_name(Tolmar::platform::from_utf8(cube.name));
             cube.slices_[d]->setGraphicsUpdateWindow(wake);
         }
         cube.slices_[0]->get_histogram(cube.histogram);
