@@ -28,7 +28,7 @@ void add_view_command(CLI::App& app)
                 "Ctrl+S saves a screenshot, Esc or Ctrl+Q quits. A script (--script) has one command a line: "
                 "camera AZ EL, front inline|crossline|time, frame, orbit DAZ DEL [FRAMES], zoom STEPS, cube K, "
                 "inline N, crossline N, time MS, show inline|crossline|time on|off, colour-table NAME, range LOW "
-                "HIGH, outline on|off, exaggeration E, wait [SECONDS], screenshot PATH, print, quit.");
+                "HIGH, outline on|off, exaggeration E, wait [SECONDS], screenshot PATH, window-screenshot PATH, print, quit.");
     static ViewArgs a;
     ViewerOptions& o = a.options;
     cmd->add_option("CUBE", o.scene.cubes, "Brick files (.tmf), or SEG-Y files with --index")->required();

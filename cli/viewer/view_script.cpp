@@ -18,7 +18,7 @@ struct Form {
     char const* args;
 };
 
-constexpr std::array<Form, 18> kForms{{
+constexpr std::array<Form, 19> kForms{{
     {"camera", Verb::Camera, "nn"},
     {"front", Verb::Front, "d"},
     {"frame", Verb::Frame, ""},
@@ -35,6 +35,7 @@ constexpr std::array<Form, 18> kForms{{
     {"exaggeration", Verb::Exaggeration, "n"},
     {"wait", Verb::Wait, "?n"},
     {"screenshot", Verb::Screenshot, "s"},
+    {"window-screenshot", Verb::WindowScreenshot, "s"},
     {"print", Verb::Print, ""},
     {"quit", Verb::Quit, ""},
 }};

@@ -13,6 +13,7 @@
 //   exaggeration E          view units a millisecond
 //   wait [SECONDS]          until every shown slice has all its data (60 s)
 //   screenshot PATH         the 3D view as a PNG
+//   window-screenshot PATH  the whole window, panel included
 //   print                   the viewer's state as one line of JSON
 //   quit
 
@@ -25,7 +26,7 @@ namespace tolmar_cli {
 struct ScriptCommand {
     enum class Verb {
         Camera, Front, Frame, Orbit, Zoom, Cube, Inline, Crossline, Time, Show, ColourTable, Range, Outline,
-        Exaggeration, Wait, Screenshot, Print, Quit
+        Exaggeration, Wait, Screenshot, WindowScreenshot, Print, Quit
     };
     Verb verb = Verb::Print;
     // Numbers as given; a slice direction is 0, 1 or 2 and on/off 1 or 0.

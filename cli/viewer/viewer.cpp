@@ -175,6 +175,7 @@ private:
     std::vector<double> orbitFrameMs_;
     double lastFrameEnd_ = 0;
     std::string shotPath_;
+    bool shotWindow_ = false; // the whole window, panel included, not the 3D view
 
     // The mouse.
     int dragButton_ = -1;
@@ -303,7 +304,7 @@ void Viewer::draw_frame()
     quietFrames_ = loading ? 0 : quietFrames_ + 1;
     if (quietFrames_ == 2 && firstCompleteSeconds_ < 0) firstCompleteSeconds_ = now_seconds() - startSeconds_;
     loadingAtLastFrame_ = loading;
-    if (!shotPath_.empty()) save_screenshot(box);
+    if (!shotPath_.empty() && !shotWindow_) save_screenshot(box);
 
     if (imgui_) {
         ImGui_ImplOpenGL2_NewFrame();
@@ -322,6 +323,7 @@ void Viewer::draw_frame()
         // The panel changes what the next frame shows.
         if (a.frameAll || a.screenshot || ImGui::IsAnyItemActive()) want_frames(1);
     }
+    if (!shotPath_.empty() && shotWindow_) save_screenshot(Box{0, 0, fw, fh});
     glfwSwapBuffers(window_.get());
     double const end = now_seconds();
     lastFrameMs_ = (end - t0) * 1000;
@@ -345,6 +347,7 @@ void Viewer::save_screenshot(Box const& box)
     std::string error;
     std::string const path = shotPath_;
     shotPath_.clear();
+    shotWindow_ = false;
     if (!write_png(path, image, error)) {
         if (pending_) fail(script_.source(), "line " + std::to_string(pending_->line) + ": " + error);
         std::cerr << "tolmar: " << path << ": " << error << "\n";
@@ -473,6 +476,7 @@ bool Viewer::script_blocked()
         }
         return true; // the loop draws at the loading pace meanwhile
     case Verb::Screenshot:
+    case Verb::WindowScreenshot:
         if (shotPath_.empty()) break;
         want_frames(1);
         return true;
@@ -556,7 +560,9 @@ void Viewer::execute(ScriptCommand const& c)
         waitUntil_ = now_seconds() + pending_->numbers[0];
         break;
     case Verb::Screenshot:
+    case Verb::WindowScreenshot:
         shotPath_ = c.text;
+        shotWindow_ = c.verb == Verb::WindowScreenshot;
         pending_ = c;
         break;
     case Verb::Print: print_state(); break;
