@@ -21,6 +21,7 @@
 #include <functional>
 #include <string>
 #include <thread>
+#include <tuple>
 
 #include "segy_test_util.h"
 #include "tool_run.h"
@@ -289,6 +290,44 @@ TEST_F(Viewer, SleepsWhileNothingChanges)
     EXPECT_LT(v.cpu_seconds() - before, 0.05);
     EXPECT_EQ(v.state().GetInteger("frames"), s.GetInteger("frames"));
     expect_clean_close(v);
+}
+
+TEST_F(Viewer, TurningAwayFromAFrontViewKeepsItsDirection)
+{
+    // `render --camera` faces an inline from azimuth 0 or 180 and a
+    // crossline from 90 or -90; a time slice is seen from straight above.
+    ViewerProcess v(cube() + " --size 200 150 --no-panel", err());
+    for (auto const& [slice, azimuth, elevation] :
+         {std::tuple{"inline", 180.0, 0.0}, std::tuple{"crossline", 90.0, 0.0}, std::tuple{"time", 90.0, 90.0}}) {
+        v.send(std::string("front ") + slice);
+        EXPECT_TRUE(v.state().GetBool("front_view"));
+        v.send("orbit 0 0 1");
+        auto const s = v.state();
+        EXPECT_FALSE(s.GetBool("front_view"));
+        EXPECT_NEAR(std::fabs(s.GetDouble("azimuth")), azimuth, 1e-3) << slice;
+        EXPECT_NEAR(s.GetDouble("elevation"), elevation, 1e-6) << slice;
+    }
+    expect_clean_close(v);
+}
+
+TEST_F(Viewer, CubesShareTheSceneAndKeepTheirOwnSlices)
+{
+    std::string const segy = dir->path("s.sgy");
+    ViewerProcess v(cube() + " " + segy + " --index '' --index " + dir->path("s.idx") + " --size 200 150", err());
+    v.send("wait");
+    v.send("cube 2");
+    v.send("inline 1005");
+    auto const s = v.state();
+    ASSERT_EQ(s.GetArray("cubes").Size(), 2);
+    EXPECT_EQ(s.GetArray("cubes")[0].GetString("path"), "bricks");
+    EXPECT_EQ(s.GetArray("cubes")[1].GetString("path"), "tiles");
+    EXPECT_EQ(s.GetArray("cubes")[0].GetInteger("inline"), 1019);
+    EXPECT_EQ(s.GetArray("cubes")[1].GetInteger("inline"), 1005);
+    expect_clean_close(v);
+
+    auto const r = tolmar("view " + cube() + " " + segy + " --index " + dir->path("s.idx") + " --screenshot x.png");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find("--index: give one a cube"), std::string::npos) << r.err;
 }
 
 TEST_F(Viewer, ScriptErrorsNameTheLine)
