@@ -10,6 +10,7 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 
@@ -57,7 +58,7 @@ struct GlfwSession {
     GlfwSession()
     {
         glfwSetErrorCallback(remember_glfw_error);
-        if (!glfwInit()) fail("view", "cannot open a window: " + glfw_error + " (is DISPLAY set?)");
+        if (!glfwInit()) fail("view", "cannot open a window: " + glfw_error);
     }
     ~GlfwSession()
     {
@@ -640,6 +641,10 @@ void Viewer::print_state()
 void run_viewer(ViewerOptions const& options)
 {
     if (options.scene.cubes.empty()) fail("view", "give at least one cube");
+    // Before a window opens, so that a mistyped name does not flash one.
+    for (auto const& files : {options.scene.cubes, options.scene.indexes})
+        for (auto const& path : files)
+            if (!path.empty() && !std::filesystem::is_regular_file(path)) fail(path, "no such file");
     Viewer viewer(options);
     viewer.run();
 }
