@@ -105,6 +105,7 @@
 #include "graphics/tile_renderer/TileRenderer.h"
 
 // Geometry (TolmarUtil)
+#include "geometry/douglas_peucker.h"
 #include "geometry/InterpolationArray.h"
 #include "geometry/fence_intersection.h"
 #include "geometry/ray_intersections.h"

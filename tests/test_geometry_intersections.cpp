@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "geometry/InterpolationArray.h"
+#include "geometry/douglas_peucker.h"
 #include "geometry/fence_intersection.h"
 #include "geometry/ray_intersections.h"
 #include "geometry/tri_box_overlap.h"
@@ -225,3 +226,22 @@ TEST(Interpolation, Bilinear)
 }
 
 } // namespace
+
+TEST(DouglasPeucker, KeepsTheCornersFirstAndStopsAtTheTolerance)
+{
+    // An L of 11 points: along x to (5, 0), then up to (5, 5), the corner
+    // bent outward by 0.01 at one point of the second leg.
+    std::vector<double> x{0, 1, 2, 3, 4, 5, 5, 5, 5.01, 5, 5}, y{0, 0, 0, 0, 0, 0, 1, 2, 3, 4, 5};
+    std::vector<int> keep;
+    Tolmar::douglasPeucker(x, y, 2, 0, 0, keep);
+    EXPECT_EQ(keep, (std::vector<int>{0, 10}));
+    Tolmar::douglasPeucker(x, y, 100, 0.1, 0, keep);
+    // The corner; then the bend of 0.01, below the tolerance, which ends it.
+    EXPECT_EQ(keep, (std::vector<int>{0, 5, 8, 10}));
+    Tolmar::douglasPeucker(x, y, 100, 0, 0, keep);
+    EXPECT_EQ(keep.size(), 11u); // with no tolerance every point goes in, and the search then ends
+    Tolmar::douglasPeucker(x, y, 4, 0, 4, keep);
+    EXPECT_EQ(keep, (std::vector<int>{0, 4, 8, 10})); // fixed points take the budget first
+    Tolmar::douglasPeucker({1}, {2}, 5, 0, 0, keep);
+    EXPECT_EQ(keep, (std::vector<int>{0}));
+}
