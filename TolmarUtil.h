@@ -44,6 +44,7 @@
 #include "platform/file_identity.h"
 #include "platform/mapped_file.h"
 #include "platform/text_encoding.h"
+#include "platform/modifier_state.h"
 #include "platform/update_sink.h"
 #include "platform/user_output.h"
 
@@ -67,12 +68,15 @@
 #include "host/IFeature.h"
 #include "host/IFeatureClass.h"
 #include "host/IPolylineFeature.h"
+#include "host/ITexturedMeshWriter.h"
 #include "host/ISpatialReference.h"
 #include "host/IVariantStream.h"
 #include "host/IWorkspace.h"
 #include "host/gdal_spatial_reference.h"
+#include "host/gdal_vector_file.h"
 #include "host/gdal_workspace.h"
 #include "host/spatial_transform.h"
+#include "host/vector_layer.h"
 #include "util/Seismic3DInfo.h"
 
 // Rendering (TolmarUtil); the headers hide GL, the calls need a current context
