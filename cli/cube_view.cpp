@@ -251,7 +251,7 @@ Camera orbit_view(V3 const& centre, double radius, V3 const& along0, V3 const& a
     return c;
 }
 
-void apply_camera(Camera const& c, Tolmar::SeismicCubeRenderer& layer, int width, int height)
+void load_camera(Camera const& c, int width, int height, double* orientation)
 {
     glMatrixMode(GL_PROJECTION);
     glLoadIdentity();
@@ -262,11 +262,16 @@ void apply_camera(Camera const& c, Tolmar::SeismicCubeRenderer& layer, int width
         double const w = c.mirrored ? -c.halfWidth : c.halfWidth;
         glOrtho(-w, w, -c.halfHeight, c.halfHeight, c.nearPlane, c.farPlane);
     }
-    double orientation[16];
     Tolmar::camera_lookat_orientation_matrix(c.eye, c.eye + c.forward, c.up, orientation);
     glMatrixMode(GL_MODELVIEW);
     glLoadMatrixd(orientation);
     glTranslated(-c.eye[0], -c.eye[1], -c.eye[2]);
+}
+
+void apply_camera(Camera const& c, Tolmar::SeismicCubeRenderer& layer, int width, int height)
+{
+    double orientation[16];
+    load_camera(c, width, height, orientation);
     layer.set_camera_transformation(orientation, c.eye);
 }
 

@@ -74,6 +74,9 @@ void lattice_axes(Tolmar::SeismicCubeRenderer& layer, Tolmar::vec<double, 3>& in
 std::unique_ptr<Tolmar::SeismicCubeRenderer> open_layer(ViewRequest const& r, Tolmar::GPUCubeMemoryManager* pool,
                                                         int& sampleWidth, int& sampleHeight, float& low, float& high);
 Camera frame_camera(ViewRequest const& r, Tolmar::SeismicCubeRenderer& layer);
+// Loads the camera's projection and view into GL, and answers the view's
+// orientation (column-major) as layers take it with the camera's eye.
+void load_camera(Camera const& c, int width, int height, double* orientation);
 // Loads the camera into GL and the layer.
 void apply_camera(Camera const& c, Tolmar::SeismicCubeRenderer& layer, int width, int height);
 // The ray through the centre of pixel (x, y), counted from the top left.
