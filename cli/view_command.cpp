@@ -25,13 +25,18 @@ void add_view_command(CLI::App& app)
     auto* cmd = app.add_subcommand("view", "Open cubes in a window: slices in 3D, amplitudes under the cursor");
     cmd->footer("Mouse: drag to orbit, right-drag or Shift+drag to pan, wheel to zoom. Keys: I, C, T choose the "
                 "slice to move, the arrows move it a line (Shift: ten), Tab the next cube, F frames everything, "
-                "Ctrl+S saves a screenshot, Esc or Ctrl+Q quits. A script (--script) has one command a line: "
+                "Ctrl+S saves a screenshot, Esc or Ctrl+Q quits. D starts and stops picking a horizon on the first line "
+                "(peaks with Caps Lock on, troughs off): clicks that do not drag add picks, and the horizon is "
+                "tracked between them. A script (--script) has one command a line: "
                 "camera AZ EL, front inline|crossline|time, frame, orbit DAZ DEL [FRAMES], zoom STEPS, cube K, "
                 "inline N, crossline N, time MS, show inline|crossline|time on|off, colour-table NAME, range LOW "
                 "HIGH, outline on|off, exaggeration E, wait [SECONDS], screenshot PATH, window-screenshot PATH, print, quit.");
     static ViewArgs a;
     ViewerOptions& o = a.options;
-    cmd->add_option("CUBE", o.scene.cubes, "Brick files (.tmf), or SEG-Y files with --index")->required();
+    cmd->add_option("CUBE", o.scene.cubes, "Brick files (.tmf), or SEG-Y files with --index");
+    cmd->add_option("--line", o.scene.lines, "A 2D line's raster (from tolmar line import); repeat for more");
+    cmd->add_option("--navigation", o.scene.navigations, "The navigation of each --line, in order");
+    cmd->add_option("--horizons", o.horizons, "The GeoPackage that horizons picked on the first line go to");
     cmd->add_option("--index", o.scene.indexes, "The index of each cube, in order: give one a cube (\"\" for a "
                                                 "brick file) or none");
     cmd->add_option("--srs", o.scene.srs, "The surveys' coordinate system: EPSG code, WKT or PROJ string");

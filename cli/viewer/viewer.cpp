@@ -16,12 +16,14 @@
 
 #include "cli/cli_support.h"
 #include "cli/json.h"
+#include "cli/line_pick.h"
 #include "cli/png_image.h"
 #include "cli/viewer/orbit_camera.h"
 #include "cli/viewer/script_feed.h"
 #include "cli/viewer/view_script.h"
 #include "cli/viewer/viewer_panel.h"
 #include "graphics/gl_start.h"
+#include "platform/modifier_state.h"
 
 namespace tolmar_cli {
 
@@ -157,7 +159,12 @@ private:
     void print_state();
     void frame_all();
     void move_slice(int lines);
-    CubeLayer& active_cube() { return scene_->cubes()[static_cast<std::size_t>(panel_.activeCube)]; }
+    CubeLayer& active_cube();
+    // Horizon picking on the first line: started and stopped with D, fed
+    // by clicks that do not drag and by the cursor's moves.
+    void toggle_digitizing();
+    void digitize(int action);
+    bool digitizing() const { return !scene_->lines().empty() && scene_->lines().front().layer->interpreter(); }
     void want_frames(int n) { framesWanted_ = std::max(framesWanted_, n); }
 
     void on_key(int key, int mods);
@@ -205,6 +212,7 @@ private:
     // The mouse.
     int dragButton_ = -1;
     bool dragPans_ = false;
+    bool dragged_ = false; // the button went down and the cursor moved
     double cursorX_ = -1, cursorY_ = -1;
     std::string pickText_;
 };
@@ -246,10 +254,11 @@ Viewer::Viewer(ViewerOptions const& o) : options_(o)
     scene_ = std::make_unique<Scene>(o.scene, wake_.handle);
     double bounds[6];
     scene_->bounds(bounds);
-    V3 inlineAxis{}, crosslineAxis{};
-    lattice_axes(scene_->cubes().front().slice(0), inlineAxis, crosslineAxis);
-    camera_.set_scene(bounds, inlineAxis, crosslineAxis);
+    V3 along0{}, along90{};
+    scene_->axes(along0, along90);
+    camera_.set_scene(bounds, along0, along90);
     camera_.look_at_scene(o.azimuth, o.elevation);
+    glfwSetInputMode(window_.get(), GLFW_LOCK_KEY_MODS, GLFW_TRUE);
 
     if (!o.script.empty()) script_.open(o.script, [this] {
         woken_ = true;
@@ -402,21 +411,62 @@ void Viewer::frame_all()
 {
     double bounds[6];
     scene_->bounds(bounds);
-    V3 inlineAxis{}, crosslineAxis{};
-    lattice_axes(scene_->cubes().front().slice(0), inlineAxis, crosslineAxis);
-    camera_.set_scene(bounds, inlineAxis, crosslineAxis);
+    V3 along0{}, along90{};
+    scene_->axes(along0, along90);
+    camera_.set_scene(bounds, along0, along90);
     camera_.look_at_scene(camera_.azimuth(), camera_.elevation());
+    want_frames(1);
+}
+
+CubeLayer& Viewer::active_cube()
+{
+    if (scene_->cubes().empty()) fail(script_.source(), "there is no cube in the view");
+    return scene_->cubes()[static_cast<std::size_t>(panel_.activeCube)];
+}
+
+void Viewer::toggle_digitizing()
+{
+    if (scene_->lines().empty()) return;
+    LineLayer& line = scene_->lines().front();
+    if (line.layer->interpreter()) {
+        line.layer->stopDigitizing();
+    } else {
+        line.layer->startDigitizing();
+        if (!options_.horizons.empty()) {
+            auto* tool = line.layer->interpreter();
+            tool->setFeature(std::make_shared<HorizonFile>(options_.horizons, "TEST",
+                                                           snap_mode_name(tool->activeHorizon().mode), line.data));
+        }
+    }
+    want_frames(1);
+}
+
+void Viewer::digitize(int action)
+{
+    Box const box = scene_box();
+    int ww = 0, wh = 0;
+    glfwGetWindowSize(window_.get(), &ww, &wh);
+    double const scale = ww > 0 ? static_cast<double>(box.width + box.x) / ww : 1;
+    double const px = cursorX_ * scale - box.x, py = cursorY_ * scale;
+    V3 origin{}, direction{};
+    pixel_ray(camera_.camera(), box.width, box.height, px, py, origin, direction);
+    auto& layer = *scene_->lines().front().layer;
+    double distance = -1;
+    layer.get_ray_slice_distance(origin, direction, scene_->exaggeration(), &distance, nullptr);
+    if (distance >= 0) layer.mouseAction(action);
     want_frames(1);
 }
 
 void Viewer::move_slice(int lines)
 {
+    if (scene_->cubes().empty()) return;
     active_cube().step(panel_.activeDirection, lines);
     want_frames(1);
 }
 
 void Viewer::on_key(int key, int mods)
 {
+    Tolmar::platform::set_caps_lock((mods & GLFW_MOD_CAPS_LOCK) != 0);
     want_frames(2);
     if (imgui_ && ImGui::GetIO().WantCaptureKeyboard) return;
     int const step = (mods & GLFW_MOD_SHIFT) ? 10 : 1;
@@ -431,10 +481,14 @@ void Viewer::on_key(int key, int mods)
     case GLFW_KEY_C: panel_.activeDirection = 1; break;
     case GLFW_KEY_T: panel_.activeDirection = 2; break;
     case GLFW_KEY_TAB:
-        panel_.activeCube = (panel_.activeCube + 1) % static_cast<int>(scene_->cubes().size());
+        if (!scene_->cubes().empty())
+            panel_.activeCube = (panel_.activeCube + 1) % static_cast<int>(scene_->cubes().size());
         break;
     case GLFW_KEY_F: frame_all(); break;
-    case GLFW_KEY_O: active_cube().set_outline(!active_cube().outline); break;
+    case GLFW_KEY_O:
+        if (!scene_->cubes().empty()) active_cube().set_outline(!active_cube().outline);
+        break;
+    case GLFW_KEY_D: toggle_digitizing(); break;
     case GLFW_KEY_S:
         if (mods & GLFW_MOD_CONTROL) shotPath_ = panel_.screenshotPath;
         break;
@@ -448,13 +502,18 @@ void Viewer::on_key(int key, int mods)
 
 void Viewer::on_button(int button, int action, int mods)
 {
+    Tolmar::platform::set_caps_lock((mods & GLFW_MOD_CAPS_LOCK) != 0);
     want_frames(2);
     if (action == GLFW_RELEASE) {
-        if (button == dragButton_) dragButton_ = -1;
+        if (button != dragButton_) return;
+        dragButton_ = -1;
+        // A click that did not drag adds a pick while digitizing.
+        if (button == GLFW_MOUSE_BUTTON_LEFT && !dragged_ && digitizing()) digitize(1);
         return;
     }
     if (imgui_ && ImGui::GetIO().WantCaptureMouse) return;
     dragButton_ = button;
+    dragged_ = false;
     dragPans_ = button != GLFW_MOUSE_BUTTON_LEFT || (mods & GLFW_MOD_SHIFT);
 }
 
@@ -465,7 +524,8 @@ void Viewer::on_cursor(double x, double y)
     cursorX_ = x;
     cursorY_ = y;
     if (imgui_) want_frames(1); // the panel's hover
-    if (dragButton_ >= 0 && had) {
+    if (dragButton_ >= 0 && had && (dx != 0 || dy != 0)) {
+        dragged_ = true;
         if (dragPans_)
             camera_.pan(dx, dy, scene_box().height);
         else
@@ -474,6 +534,7 @@ void Viewer::on_cursor(double x, double y)
         return;
     }
     update_pick();
+    if (digitizing()) digitize(2);
 }
 
 void Viewer::on_scroll(double dy)
@@ -529,14 +590,14 @@ void Viewer::execute(ScriptCommand const& c)
 {
     auto const& n = c.numbers;
     auto refuse = [&](std::string const& why) { fail(script_.source(), "line " + std::to_string(c.line) + ": " + why); };
-    CubeLayer& cube = active_cube();
+    auto cube = [this]() -> CubeLayer& { return active_cube(); };
     if (c.verb != Verb::Print) want_frames(1);
     switch (c.verb) {
     case Verb::Camera: camera_.look_at_scene(n[0], n[1]); break;
     case Verb::Front: {
         ViewRequest r;
         r.kind = static_cast<SliceKind>(n[0]);
-        Tolmar::SeismicCubeRenderer& slice = cube.slice(static_cast<int>(n[0]));
+        Tolmar::SeismicCubeRenderer& slice = cube().slice(static_cast<int>(n[0]));
         camera_.set_fixed(frame_camera(r, slice));
         break;
     }
@@ -562,17 +623,17 @@ void Viewer::execute(ScriptCommand const& c)
     case Verb::Crossline:
     case Verb::Time: {
         int const d = c.verb == Verb::Inline ? 0 : c.verb == Verb::Crossline ? 1 : 2;
-        auto const r = cube.range(d);
+        auto const r = cube().range(d);
         if (n[0] < std::min(r[0], r[1]) || n[0] > std::max(r[0], r[1]))
             refuse(json_number(n[0]) + " lies outside " + std::to_string(r[0]) + ".." + std::to_string(r[1]));
-        cube.set_position(d, n[0]);
+        cube().set_position(d, n[0]);
         panel_.activeDirection = d;
         break;
     }
-    case Verb::Show: cube.shown[static_cast<std::size_t>(n[0])] = n[1] != 0; break;
-    case Verb::ColourTable: cube.set_colour_table(c.text); break;
-    case Verb::Range: cube.set_colour_range(static_cast<float>(n[0]), static_cast<float>(n[1])); break;
-    case Verb::Outline: cube.set_outline(n[0] != 0); break;
+    case Verb::Show: cube().shown[static_cast<std::size_t>(n[0])] = n[1] != 0; break;
+    case Verb::ColourTable: cube().set_colour_table(c.text); break;
+    case Verb::Range: cube().set_colour_range(static_cast<float>(n[0]), static_cast<float>(n[1])); break;
+    case Verb::Outline: cube().set_outline(n[0] != 0); break;
     case Verb::Exaggeration:
         if (!(n[0] > 0)) refuse("the exaggeration must be positive");
         scene_->set_exaggeration(n[0]);
@@ -613,6 +674,17 @@ void Viewer::print_state()
                             .add("path", json_string(cube.slice(0).uses_brick_path() ? "bricks" : "tiles"))
                             .str());
     }
+    std::vector<std::string> lines;
+    for (auto& line : scene_->lines()) {
+        auto const* tool = line.layer->interpreter();
+        lines.push_back(JsonObject()
+                            .add_text("name", line.data.name)
+                            .add("digitizing", tool ? "true" : "false")
+                            .add("picks", tool ? static_cast<double>(tool->activeHorizon().picks.size()) : 0.0)
+                            .add("cursor_trace", line.layer->get_cursor_trace())
+                            .add("cursor_sample", line.layer->get_cursor_sample())
+                            .str());
+    }
     Box const box = scene_box();
     std::cout << JsonObject()
                      .add("azimuth", camera_.azimuth())
@@ -623,6 +695,7 @@ void Viewer::print_state()
                      .add("cube", panel_.activeCube + 1)
                      .add_text("slice", directions[panel_.activeDirection])
                      .add("cubes", json_array(cubes))
+                     .add("lines", json_array(lines))
                      .add("loading", loadingAtLastFrame_ ? "true" : "false")
                      .add_text("pick", pickText_)
                      .add("view", json_array({static_cast<double>(box.width), static_cast<double>(box.height)}))
@@ -640,9 +713,10 @@ void Viewer::print_state()
 
 void run_viewer(ViewerOptions const& options)
 {
-    if (options.scene.cubes.empty()) fail("view", "give at least one cube");
+    if (options.scene.cubes.empty() && options.scene.lines.empty()) fail("view", "give at least one cube or line");
     // Before a window opens, so that a mistyped name does not flash one.
-    for (auto const& files : {options.scene.cubes, options.scene.indexes})
+    for (auto const& files : {options.scene.cubes, options.scene.indexes, options.scene.lines,
+                              options.scene.navigations})
         for (auto const& path : files)
             if (!path.empty() && !std::filesystem::is_regular_file(path)) fail(path, "no such file");
     Viewer viewer(options);

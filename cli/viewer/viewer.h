@@ -17,6 +17,7 @@ struct ViewerOptions {
     double azimuth = 30, elevation = 30;
     std::string script;             // a file, or "-" for standard input
     std::string screenshot;         // wait until loaded, save, quit
+    std::string horizons;           // where horizons picked on the first line are written
 };
 
 // Runs until the window closes or a script quits; fails with one line.

@@ -14,9 +14,9 @@ char const* const kDirections[] = {"Inline", "Crossline", "Time"};
 
 // The amplitude histogram with the colour range's ends drawn over it, and
 // the handles that move them right under it.
-void range_editor(CubeLayer& cube)
+template <typename Layer>
+void range_editor(Layer& cube, std::vector<unsigned long long> const& counts)
 {
-    auto const& counts = cube.histogram;
     float const from = cube.wholeRange[0], to = cube.wholeRange[1];
     if (!counts.empty() && to > from) {
         // Square roots, so that the tails show beside the peak.
@@ -64,7 +64,8 @@ void slice_controls(CubeLayer& cube, int index, PanelState& state)
     }
 }
 
-void colour_table_picker(CubeLayer& cube)
+template <typename Layer>
+void colour_table_picker(Layer& cube)
 {
     auto const names = colour_table_names();
     std::string const current = cube.colourTable.empty() ? names.front() : cube.colourTable;
@@ -99,9 +100,30 @@ PanelActions draw_panel(Scene& scene, OrbitCamera& camera, PanelState& state, fl
         if (ImGui::CollapsingHeader(cube.name.c_str(), ImGuiTreeNodeFlags_DefaultOpen)) {
             slice_controls(cube, static_cast<int>(i), state);
             colour_table_picker(cube);
-            range_editor(cube);
+            range_editor(cube, cube.histogram);
             bool outline = cube.outline;
             if (ImGui::Checkbox("Slice outline", &outline)) cube.set_outline(outline);
+        }
+        ImGui::PopID();
+    }
+
+    auto& lines = scene.lines();
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        LineLayer& line = lines[i];
+        ImGui::PushID(static_cast<int>(1000 + i));
+        ImGui::Checkbox("##visible", &line.visible);
+        ImGui::SameLine();
+        if (ImGui::CollapsingHeader(line.data.name.c_str(), ImGuiTreeNodeFlags_DefaultOpen)) {
+            ImGui::Text("%d traces, %d samples", line.data.traces, line.data.samples);
+            colour_table_picker(line);
+            range_editor(line, {});
+            if (i == 0) {
+                auto const* tool = line.layer->interpreter();
+                if (tool)
+                    ImGui::Text("Picking (D stops): %zu picks", tool->activeHorizon().picks.size());
+                else
+                    ImGui::TextUnformatted("D: pick a horizon");
+            }
         }
         ImGui::PopID();
     }

@@ -93,10 +93,39 @@ bool CubeLayer::loading() const
     return false;
 }
 
+void LineLayer::set_colour_table(std::string const& name)
+{
+    colours = colour_table(name);
+    colourTable = name;
+}
+
+void LineLayer::set_colour_range(float from, float to)
+{
+    low = std::min(from, to);
+    high = std::max(from, to);
+    layer->set_effective_sample_range(low, high);
+}
+
 Scene::Scene(SceneOptions const& o, Tolmar::platform::UpdateHandle wake)
 {
     if (!o.indexes.empty() && o.indexes.size() != o.cubes.size())
         fail("--index", "give one a cube, in order (an empty one for a brick file), or none");
+    if (o.lines.size() != o.navigations.size()) fail("--navigation", "give one a line, in order");
+    lines_.resize(o.lines.size());
+    for (std::size_t i = 0; i < o.lines.size(); ++i) {
+        LineLayer& l = lines_[i];
+        l.data = load_line(o.lines[i], o.navigations[i]);
+        l.layer = open_line_layer(l.data);
+        l.layer->setGraphicsUpdateWindow(wake);
+        Tolmar::vec<double, 2> whole{};
+        l.layer->get_original_amplitude_range(whole);
+        l.wholeRange.set(static_cast<float>(whole[0]), static_cast<float>(whole[1]));
+        l.set_colour_table(o.colourTable);
+        if (o.range.size() == 2)
+            l.set_colour_range(o.range[0], o.range[1]);
+        else
+            l.set_colour_range(l.wholeRange[0], l.wholeRange[1]);
+    }
     pool_ = first_pool();
     cubes_.resize(o.cubes.size());
     for (std::size_t i = 0; i < o.cubes.size(); ++i) {
@@ -166,20 +195,28 @@ Scene::Scene(SceneOptions const& o, Tolmar::platform::UpdateHandle wake)
 Scene::~Scene()
 {
     cubes_.clear(); // the layers leave the pool before it goes
+    for (auto& line : lines_) line.layer->shutdown_renderer_and_datasource();
 }
 
 void Scene::bounds(double out[6]) const
 {
     double const inf = std::numeric_limits<double>::infinity();
     for (int k = 0; k < 6; ++k) out[k] = k % 2 ? -inf : inf;
-    bool const any = std::any_of(cubes_.begin(), cubes_.end(), [](CubeLayer const& c) { return c.visible; });
+    bool const any = std::any_of(cubes_.begin(), cubes_.end(), [](CubeLayer const& c) { return c.visible; }) ||
+                     std::any_of(lines_.begin(), lines_.end(), [](LineLayer const& l) { return l.visible; });
     for (auto const& cube : cubes_) {
         if (any && !cube.visible) continue;
         double b[6];
         cube.slices_[0]->get_bounds(b);
         union_bounds(out, b);
     }
-    if (cubes_.empty())
+    for (auto const& line : lines_) {
+        if (any && !line.visible) continue;
+        double b[6];
+        line.layer->getBounds(exaggeration_, b);
+        union_bounds(out, b);
+    }
+    if (cubes_.empty() && lines_.empty())
         for (int k = 0; k < 6; ++k) out[k] = 0;
 }
 
@@ -190,9 +227,30 @@ void Scene::set_exaggeration(double e)
         for (auto& s : cube.slices_) s->set_exaggeration_factor(e);
 }
 
+void Scene::axes(V3& along0, V3& along90)
+{
+    if (!cubes_.empty()) {
+        lattice_axes(cubes_.front().slice(0), along0, along90);
+        return;
+    }
+    double first[3] = {0, 0, 0}, last[3] = {1, 0, 0};
+    if (!lines_.empty()) {
+        lines_.front().layer->get_corner(0, first);
+        lines_.front().layer->get_corner(1, last);
+    }
+    V3 along{{last[0] - first[0], last[1] - first[1], 0}};
+    along = along.length() > 0 ? along * (1 / along.length()) : V3{{1, 0, 0}};
+    along90 = along;
+    along0 = V3{{-along[1], along[0], 0}};
+}
+
 void Scene::draw(Camera const& camera, int width, int height)
 {
     glEnable(GL_DEPTH_TEST);
+    double orientation[16];
+    load_camera(camera, width, height, orientation);
+    for (auto& line : lines_)
+        if (line.visible) line.layer->draw(exaggeration_, orientation, camera.eye, line.colours);
     for (auto& cube : cubes_) {
         if (!cube.visible) continue;
         for (int d = 0; d < 3; ++d) {
@@ -205,7 +263,9 @@ void Scene::draw(Camera const& camera, int width, int height)
 
 bool Scene::loading() const
 {
-    return std::any_of(cubes_.begin(), cubes_.end(), [](CubeLayer const& c) { return c.loading(); });
+    return std::any_of(cubes_.begin(), cubes_.end(), [](CubeLayer const& c) { return c.loading(); }) ||
+           std::any_of(lines_.begin(), lines_.end(),
+                       [](LineLayer const& l) { return l.visible && !l.layer->tiles_complete(); });
 }
 
 ScenePick Scene::pick(V3 const& origin, V3 const& direction)
@@ -220,13 +280,26 @@ ScenePick Scene::pick(V3 const& origin, V3 const& direction)
             cubes_[i].slices_[d]->get_ray_slice_distance(origin, direction, &distance, nullptr);
             if (distance >= 0 && distance < nearest) {
                 nearest = distance;
-                best.hit = true;
-                best.cube = static_cast<int>(i);
-                best.direction = d;
+                best = ScenePick{true, static_cast<int>(i), d, -1, {}};
             }
         }
     }
-    if (best.hit) {
+    for (std::size_t i = 0; i < lines_.size(); ++i) {
+        if (!lines_[i].visible) continue;
+        double distance = -1;
+        lines_[i].layer->get_ray_slice_distance(origin, direction, exaggeration_, &distance, nullptr);
+        if (distance >= 0 && distance < nearest) {
+            nearest = distance;
+            best = ScenePick{true, -1, -1, static_cast<int>(i), {}};
+        }
+    }
+    if (best.hit && best.line >= 0) {
+        double distance = -1;
+        std::wstring text;
+        lines_[static_cast<std::size_t>(best.line)].layer->get_ray_slice_distance(origin, direction, exaggeration_,
+                                                                                &distance, &text);
+        best.text = Tolmar::platform::to_utf8(text);
+    } else if (best.hit) {
         // Only the nearest reads its amplitude, which may wait for a trace.
         double distance = -1;
         std::wstring text;

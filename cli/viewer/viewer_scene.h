@@ -1,7 +1,8 @@
 #pragma once
 // What the viewer shows: each cube as a layer of three slices (inline,
-// crossline, time), each slice drawn by its own cube renderer, all in one
-// scene in the view's coordinate system with one vertical exaggeration.
+// crossline, time), each slice drawn by its own cube renderer, and 2D lines
+// as curtains, all in one scene in the view's coordinate system with one
+// vertical exaggeration.
 // Everything here runs on the window's thread with its context current.
 
 #include <array>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "cli/cube_view.h"
+#include "cli/line_data.h"
 #include "platform/update_sink.h"
 
 namespace Tolmar {
@@ -20,6 +22,7 @@ namespace tolmar_cli {
 
 struct SceneOptions {
     std::vector<std::string> cubes;
+    std::vector<std::string> lines, navigations; // a line's raster and its navigation, in pairs
     std::vector<std::string> indexes; // none, or one a cube (empty for a brick file)
     std::string srs, viewSrs;
     double exaggeration = 0;          // 0: the scene as deep as it is wide
@@ -58,9 +61,25 @@ private:
     std::array<std::unique_ptr<Tolmar::SeismicCubeRenderer>, 3> slices_;
 };
 
+// A 2D line's curtain, with its own colours and range.
+class LineLayer {
+public:
+    LineData data;
+    std::unique_ptr<Tolmar::SeismicLineRenderer> layer;
+    bool visible = true;
+    std::string colourTable;
+    Tolmar::SeismicCubeRenderer::ColourTable colours;
+    float low = 0, high = 0;
+    Tolmar::vec<float, 2> wholeRange{};
+
+    void set_colour_table(std::string const& name);
+    void set_colour_range(float from, float to);
+};
+
 struct ScenePick {
     bool hit = false;
-    int cube = -1, direction = -1;
+    int cube = -1, direction = -1; // a cube's slice, or
+    int line = -1;                  // a line
     std::string text;
 };
 
@@ -73,8 +92,12 @@ public:
     Scene& operator=(Scene const&) = delete;
 
     std::vector<CubeLayer>& cubes() { return cubes_; }
-    // x min, x max, y min, y max, z min, z max over the visible cubes (all
-    // cubes when none is visible), in view units.
+    std::vector<LineLayer>& lines() { return lines_; }
+    // Horizontal directions for the camera's azimuths 0 and 90: the first
+    // cube's inlines and crosslines, or across and along the first line.
+    void axes(Tolmar::vec<double, 3>& along0, Tolmar::vec<double, 3>& along90);
+    // x min, x max, y min, y max, z min, z max over the visible layers (all
+    // layers when none is visible), in view units.
     void bounds(double out[6]) const;
     double exaggeration() const { return exaggeration_; }
     void set_exaggeration(double e);
@@ -92,6 +115,7 @@ private:
     // The pool outlives the layers, which leave it as they go.
     std::unique_ptr<Tolmar::GPUCubeMemoryManager> pool_;
     std::vector<CubeLayer> cubes_;
+    std::vector<LineLayer> lines_;
     double exaggeration_ = 1, natural_ = 1;
 };
 

@@ -1,0 +1,352 @@
+// `tolmar line`: a 2D SEG-Y line imported as a raster and a navigation
+// file, drawn as a curtain offscreen, and a horizon picked on it from seeds.
+
+#include <CLI/CLI.hpp>
+
+#include <GL/glew.h>
+
+#include <algorithm>
+#include <cfloat>
+#include <climits>
+#include <cmath>
+#include <iostream>
+#include <thread>
+
+#include "cli/cli_support.h"
+#include "cli/commands.h"
+#include "cli/cube_view.h"
+#include "cli/host_module.h"
+#include "cli/json.h"
+#include "cli/line_data.h"
+#include "cli/line_pick.h"
+#include "cli/png_image.h"
+#include "graphics/headless_gl.h"
+#include "graphics/mat44.h"
+#include "segy/SEGYreader2D.h"
+
+namespace tolmar_cli {
+
+namespace {
+
+using Tolmar::vec;
+using V3 = vec<double, 3>;
+
+// ---- import ---------------------------------------------------------------
+
+struct LineImportArgs {
+    std::string segy, raster, navigation, srs;
+    HeaderPositions positions;
+    Encoding encoding;
+    int spByte = 17;
+    std::vector<int> spRange;
+    std::vector<double> zRange;
+    bool force = false, json = false;
+};
+
+void run_line_import(LineImportArgs& a)
+{
+    refuse_existing(a.raster, a.force);
+    refuse_existing(a.navigation, a.force);
+    auto const srs = spatial_reference_option(a.srs, "--srs");
+    a.encoding.detect(a.segy);
+    Tolmar::SEGYreader2D reader;
+    reader.setFile(a.segy);
+    a.encoding.apply(reader);
+    reader.setTrustReelSampleCount(true);
+    reader.setZeroScalerAsOne(true);
+    Tolmar::SEGYreader::Type types[Tolmar::SEGYreader::SlotCount];
+    int positions[Tolmar::SEGYreader::SlotCount];
+    a.positions.fill(types, positions);
+    positions[Tolmar::SEGYreader::SlotShotPoint] = a.spByte;
+
+    double const t0 = now_seconds();
+    int spRange[9] = {INT_MIN / 2, INT_MAX / 2, 1, 0, 0, 0, 0, 0, 0};
+    double ranges[13] = {};
+    if (reader.readNavigation(types, positions, spRange, ranges) != 1 || reader.navigation().empty())
+        fail(a.segy, "holds no traces to read");
+    if (a.spRange.size() == 3) std::copy(a.spRange.begin(), a.spRange.end(), spRange);
+    ranges[6] = a.zRange.size() == 2 ? a.zRange[0] : -DBL_MAX;
+    ranges[7] = a.zRange.size() == 2 ? a.zRange[1] : DBL_MAX;
+    ranges[8] = 0; // the file's interval
+    std::vector<Tolmar::SEGYtrace> repairs;
+    if (reader.analyze(types, positions, spRange, ranges, repairs) != 1) fail(a.segy, "cannot be read as a 2D line");
+    reader.clear();
+    if (reader.read(types, positions, spRange, ranges, repairs, false) != 1)
+        fail(a.segy, "cannot be read as a 2D line");
+    int const traces = reader.nTracesUsed(), samples = reader.nSamplesUsed();
+    auto const& amplitudes = reader.amplitudes();
+    auto const& navigation = reader.navigation();
+    if (traces < 1 || samples < 1 || amplitudes.size() < static_cast<std::size_t>(traces) * samples ||
+        navigation.size() < static_cast<std::size_t>(traces))
+        fail(a.segy, "left no traces in the shot point range and z window");
+    double const readSeconds = seconds_since(t0);
+
+    // Samples as rows: the trace-major buffer turned a block of traces at a time.
+    Tolmar::host::RasterCreation creation;
+    creation.path = a.raster;
+    creation.width = traces;
+    creation.height = samples;
+    creation.nodata = FLT_MAX;
+    creation.replace = a.force;
+    auto raster = create_raster(creation);
+    constexpr int kBlock = 256;
+    std::vector<float> block;
+    std::string why;
+    for (int first = 0; first < traces; first += kBlock) {
+        int const n = std::min(kBlock, traces - first);
+        block.resize(static_cast<std::size_t>(n) * samples);
+        for (int t = 0; t < n; ++t)
+            for (int s = 0; s < samples; ++s)
+                block[static_cast<std::size_t>(s) * n + t] =
+                    amplitudes[static_cast<std::size_t>(first + t) * samples + s];
+        if (!raster->write(0, first, 0, n, samples, block.data(), &why)) fail(a.raster, why);
+    }
+    if (!raster->finish(&why)) fail(a.raster, why);
+
+    using namespace Tolmar::host;
+    VectorLayer track{"track", GeometryKind::Line, srs, {}};
+    VectorLayer points{"shotpoints", GeometryKind::Point, srs, {}};
+    VectorFeature line;
+    int inserted = 0;
+    for (auto const& r : repairs) inserted += r.insert() ? 1 : 0;
+    for (int t = 0; t < traces; ++t) {
+        auto const& [xy, sp] = navigation[static_cast<std::size_t>(t)];
+        V3 const p{{xy.first, xy.second, 0}};
+        line.points.push_back(p);
+        points.features.push_back(VectorFeature{{p}, {{"trace", FieldValue(static_cast<long long>(t))},
+                                                      {"sp", FieldValue(static_cast<long long>(sp))}}});
+    }
+    double const zStart = reader.zStart(), zStep = ranges[8];
+    line.fields = {{"name", FieldValue(std::filesystem::path(a.segy).stem().string())},
+                   {"traces", FieldValue(static_cast<long long>(traces))},
+                   {"samples", FieldValue(static_cast<long long>(samples))},
+                   {"sp_first", FieldValue(static_cast<long long>(navigation.front().second))},
+                   {"sp_last", FieldValue(static_cast<long long>(navigation[static_cast<std::size_t>(traces - 1)].second))},
+                   {"z_start_ms", FieldValue(zStart)},
+                   {"z_step_ms", FieldValue(zStep)}};
+    track.features.push_back(std::move(line));
+    write_vector_layers(a.navigation, {track, points});
+    double const seconds = seconds_since(t0);
+
+    float const low = static_cast<float>(ranges[9]), high = static_cast<float>(ranges[10]);
+    if (a.json) {
+        std::cout << JsonObject()
+                         .add("traces", traces)
+                         .add("samples", samples)
+                         .add("shot_points", json_array({static_cast<double>(navigation.front().second),
+                                                          static_cast<double>(navigation[static_cast<std::size_t>(traces - 1)].second)}))
+                         .add("inserted", inserted)
+                         .add("z", json_array({zStart, zStart + (samples - 1) * zStep, zStep}))
+                         .add("amplitude", json_array({low, high}))
+                         .add("read_seconds", readSeconds)
+                         .add("seconds", seconds)
+                         .str()
+                  << "\n";
+        return;
+    }
+    std::cout << a.segy << ": " << traces << " traces (shot points " << navigation.front().second << ".."
+              << navigation[static_cast<std::size_t>(traces - 1)].second << ", " << inserted << " inserted), "
+              << samples << " samples from " << zStart << " ms by " << zStep << " ms\n"
+              << "Wrote " << a.raster << " and " << a.navigation << " in " << seconds << " s\n";
+}
+
+// ---- render ---------------------------------------------------------------
+
+struct LineRenderArgs {
+    std::string raster, navigation, png, colourTable;
+    std::vector<int> size{{800, 600}};
+    std::vector<double> camera;
+    std::pair<float, float> range;
+    double exaggeration = 0, maxSeconds = 60;
+    bool force = false, json = false;
+};
+
+// The camera square on to the line's chord, or circling it.
+Camera line_camera(LineRenderArgs const& a, Tolmar::SeismicLineRenderer& layer, double exaggeration, int width,
+                   int height)
+{
+    double first[3], last[3], bottom[3];
+    layer.get_corner(0, first);
+    layer.get_corner(1, last);
+    layer.get_corner(3, bottom);
+    double bounds[6];
+    layer.getBounds(exaggeration, bounds);
+    V3 const centre{{(bounds[0] + bounds[1]) / 2, (bounds[2] + bounds[3]) / 2, (bounds[4] + bounds[5]) / 2}};
+    double const radius = 0.5 * V3{{bounds[1] - bounds[0], bounds[3] - bounds[2], bounds[5] - bounds[4]}}.length();
+    V3 along{{last[0] - first[0], last[1] - first[1], 0}};
+    along = along.length() > 0 ? along * (1 / along.length()) : V3{{1, 0, 0}};
+    V3 const across{{-along[1], along[0], 0}};
+    if (a.camera.size() == 2) return orbit_view(centre, radius, across, along, a.camera[0], a.camera[1],
+                                                framing_distance(radius));
+    // Front view: the chord across the picture, the first trace on the left.
+    Camera c = orbit_view(centre, radius, across, along, 0, 0, framing_distance(radius));
+    c.perspective = false;
+    c.halfHeight = std::max(std::fabs(bounds[5] - bounds[4]) / 2, 1e-9);
+    c.halfWidth = c.halfHeight * width / height;
+    double const chord = V3{{last[0] - first[0], last[1] - first[1], 0}}.length() / 2;
+    if (chord * height > c.halfHeight * width) {
+        c.halfWidth = chord;
+        c.halfHeight = chord * height / width;
+    }
+    return c;
+}
+
+void run_line_render(LineRenderArgs& a)
+{
+    refuse_existing(a.png, a.force);
+    LineData const line = load_line(a.raster, a.navigation);
+    int const width = a.size[0], height = a.size[1];
+    std::string error;
+    auto gl = Tolmar::platform::HeadlessGL::create(width, height, error);
+    if (!gl) fail(a.raster, "cannot draw offscreen: " + error);
+    RgbaImage image(width, height, 0, 0, 0, 0);
+    int frames = 0;
+    bool complete = true;
+    double const t0 = now_seconds();
+    {
+        auto layer = open_line_layer(line);
+        if (a.range.first != a.range.second) layer->set_effective_sample_range(a.range.first, a.range.second);
+        double bounds[6];
+        layer->getBounds(1, bounds);
+        double const plan = std::max(bounds[1] - bounds[0], bounds[3] - bounds[2]);
+        double const exaggeration =
+            a.exaggeration > 0 ? a.exaggeration : plan / std::max(std::fabs(bounds[5] - bounds[4]), 1e-9);
+        Camera const camera = line_camera(a, *layer, exaggeration, width, height);
+        auto const colours = colour_table(a.colourTable);
+        for (;;) {
+            gl->bind();
+            glClearColor(0, 0, 0, 0);
+            glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+            double orientation[16];
+            load_camera(camera, width, height, orientation);
+            layer->draw(exaggeration, orientation, camera.eye, colours);
+            ++frames;
+            if (layer->tiles_complete()) break;
+            if (seconds_since(t0) > a.maxSeconds) {
+                complete = false;
+                break;
+            }
+        }
+        glFinish();
+        image.rgba = gl->read_pixels();
+        layer->shutdown_renderer_and_datasource();
+    }
+    if (!write_png(a.png, image, error)) fail(a.png, error);
+    if (a.json) {
+        std::cout << JsonObject()
+                         .add("width", width)
+                         .add("height", height)
+                         .add("traces", line.traces)
+                         .add("samples", line.samples)
+                         .add("frames", frames)
+                         .add("complete", complete ? "true" : "false")
+                         .add("seconds", seconds_since(t0))
+                         .str()
+                  << "\n";
+        return;
+    }
+    std::cout << "Wrote " << a.png << " (" << width << " x " << height << ") of " << line.traces << " traces in "
+              << frames << " frames\n";
+}
+
+// ---- pick -----------------------------------------------------------------
+
+struct LinePickArgs {
+    std::string raster, navigation, out, name = "horizon", mode = "peak";
+    std::vector<double> seeds;
+    int window = 20;
+    bool force = false, json = false;
+};
+
+void run_line_pick(LinePickArgs& a)
+{
+    refuse_existing(a.out, a.force);
+    LineData const line = load_line(a.raster, a.navigation);
+    if (a.seeds.size() < 4 || a.seeds.size() % 2) fail("--seed", "give two seeds or more, each TRACE TIME");
+    HorizonPicker picker(line, a.name, a.mode == "peak" ? Tolmar::SnapPeak : Tolmar::SnapTrough, a.window, a.out);
+    for (std::size_t i = 0; i < a.seeds.size(); i += 2) {
+        double const trace = a.seeds[i], time = a.seeds[i + 1];
+        if (trace < 0 || trace > line.traces - 1)
+            fail("--seed", "trace " + json_number(trace) + " lies outside 0.." + std::to_string(line.traces - 1));
+        picker.click(trace, line.sample_of_z(time));
+    }
+    auto const& h = picker.horizon();
+    int const first = static_cast<int>(h.picks.front()[0]), last = static_cast<int>(h.picks.back()[0]);
+    if (!picker.saved()) fail(a.out, "no horizon to write: the seeds run backwards");
+    if (a.json) {
+        std::vector<std::string> times;
+        for (int t = first; t <= last; ++t) times.push_back(json_number(line.z_of_sample(h.samples[static_cast<std::size_t>(t)])));
+        std::cout << JsonObject()
+                         .add("first_trace", first)
+                         .add("last_trace", last)
+                         .add("times", json_array(times))
+                         .str()
+                  << "\n";
+        return;
+    }
+    std::cout << "Tracked " << a.name << " over traces " << first << ".." << last << "; wrote " << a.out << "\n";
+}
+
+} // namespace
+
+void add_line_command(CLI::App& app)
+{
+    auto* line = app.add_subcommand("line", "2D seismic lines: import, draw, pick horizons");
+    line->require_subcommand(1);
+
+    auto* imp = line->add_subcommand("import", "Read a 2D SEG-Y line, one trace a shot point, into a raster and "
+                                               "a navigation GeoPackage");
+    static LineImportArgs i;
+    imp->add_option("SEGY", i.segy, "The line's SEG-Y file")->required();
+    imp->add_option("--raster", i.raster, "The raster to write (.tif): traces as columns, samples as rows")
+        ->required();
+    imp->add_option("--navigation", i.navigation, "The GeoPackage to write: the track and a point a trace")
+        ->required();
+    imp->add_option("--sp-byte", i.spByte, "Byte position of the shot point")->capture_default_str()->check(
+        CLI::Range(1, 237));
+    imp->add_option("--sp-range", i.spRange, "Shot points to take: START STOP STEP")->expected(3);
+    imp->add_option("--z-range", i.zRange, "Times to take, ms: MIN MAX")->expected(2);
+    imp->add_option("--srs", i.srs, "The line's coordinate system, written into the navigation");
+    i.positions.add_options(*imp);
+    i.encoding.add_options(*imp);
+    imp->add_flag("--force", i.force, "Overwrite existing files");
+    imp->add_flag("--json", i.json, "Print one JSON object");
+    imp->callback([] { run_line_import(i); });
+
+    auto* render = line->add_subcommand("render", "Draw a line's curtain offscreen to a PNG");
+    static LineRenderArgs r;
+    render->add_option("RASTER", r.raster, "The line's raster (from line import)")->required();
+    render->add_option("--navigation", r.navigation, "The line's navigation GeoPackage")->required();
+    render->add_option("--png", r.png, "PNG to write")->required();
+    render->add_option("--size", r.size, "Picture width and height")->expected(2)->check(CLI::Range(1, 16384));
+    render->add_option("--camera", r.camera, "Azimuth and elevation in degrees (default: square on to the line)")
+        ->expected(2);
+    render->add_option("--range", r.range, "Amplitudes at the colour table's ends");
+    render->add_option("--colour-table", r.colourTable, "A named colour table or a file");
+    render->add_option("--exaggeration", r.exaggeration, "View units a millisecond (default: as deep as long)")
+        ->check(CLI::PositiveNumber);
+    render->add_option("--timeout", r.maxSeconds, "Seconds to wait for the tiles")->check(CLI::PositiveNumber);
+    render->add_flag("--force", r.force, "Overwrite an existing PNG");
+    render->add_flag("--json", r.json, "Print one JSON object");
+    render->callback([] { run_line_render(r); });
+
+    auto* pick = line->add_subcommand("pick", "Track a horizon between seeds and write it as a line feature");
+    static LinePickArgs p;
+    pick->add_option("RASTER", p.raster, "The line's raster (from line import)")->required();
+    pick->add_option("--navigation", p.navigation, "The line's navigation GeoPackage")->required();
+    pick->add_option("--seed", p.seeds, "A trace (from 0) and a time in ms; give two or more")
+        ->expected(2)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->required();
+    pick->add_option("--out", p.out, "The GeoPackage to write the horizon to")->required();
+    pick->add_option("--name", p.name, "The horizon's name")->capture_default_str();
+    pick->add_option("--mode", p.mode, "Snap to peaks or troughs")->capture_default_str()->check(
+        CLI::IsMember({"peak", "trough"}));
+    pick->add_option("--window", p.window, "Samples searched each way")->capture_default_str()->check(
+        CLI::Range(1, 1000));
+    pick->add_flag("--force", p.force, "Overwrite an existing file");
+    pick->add_flag("--json", p.json, "Print one JSON object");
+    pick->callback([] { run_line_pick(p); });
+}
+
+} // namespace tolmar_cli
