@@ -58,6 +58,7 @@
 #include "segy/SEGYcube.h"
 #include "segy/SEGYreader.h"
 #include "segy/SEGY3DBrickWriter.h"
+#include "segy/SEGYreader2D.h"
 #include "segy/SEGYreader3D.h"
 #include "segy/SeismicCubeManager.h"
 #include "segy/SEGYtrace.h"

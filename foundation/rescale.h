@@ -4,6 +4,8 @@
 
 #include "platform/api.h"
 
+#include <cmath>
+
 TOLMAR_PUBLIC_BEGIN
 
 namespace Tolmar {
@@ -24,6 +26,10 @@ inline double rescale_amplitude(double v, double m, double scale, double low, do
     if (w > high) w = high;
     return w;
 }
+
+// The whole number nearest to v, halves away from zero: how a mapped
+// amplitude range is reported.
+inline double round_half_away(double v) { return v < 0.0 ? std::trunc(v - 0.5) : std::trunc(v + 0.5); }
 
 } // namespace Tolmar
 

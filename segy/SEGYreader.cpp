@@ -279,6 +279,41 @@ void SEGYreader::printInvalidFormat(int format) const
     platform::set_last_error_info(line);
 }
 
+void SEGYreader::tellUser(char const* title, std::string const& line)
+{
+    platform::user_output(title);
+    platform::user_output(line);
+    platform::set_last_error_info(line);
+}
+
+std::string SEGYreader::sampleCountMismatch(int traceCount) const
+{
+    return "# of samples in reel header (" + std::to_string(nSamples_) +
+           ") does not match # of samples in trace header: " + std::to_string(traceCount);
+}
+
+bool SEGYreader::overruleSampleCount(int& traceCount)
+{
+    if (!trustReelSampleCount_ || !fileFits(nSamples_)) return false;
+    if (corrections_.overruledTraces++ == 0 && !corrections_.samplesFromTrace)
+        corrections_.traceSampleCount = traceCount;
+    traceCount = nSamples_;
+    return true;
+}
+
+double SEGYreader::zStepFor(double wanted) const
+{
+    double const interval = sampleRate_ / 1000.0;
+    if (!(wanted > interval)) return interval;
+    double const rem = std::fmod(wanted, interval);
+    return rem > -1e-6 && rem < 1e-6 ? wanted : wanted + interval - rem;
+}
+
+bool SEGYreader::rescalingOn(double scale) const
+{
+    return scale < 1.0 || static_cast<unsigned>(nBytes() * 8) > storage(format_);
+}
+
 bool SEGYreader::readReelHeader(std::istream* s)
 {
     if (!s) return false;

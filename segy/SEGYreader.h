@@ -196,6 +196,22 @@ protected:
     long long traceBytes() const { return 240LL + static_cast<long long>(std::max(0, nSamples_)) * nBytes(); }
     // Prints "Invalid format: " and the code on standard output.
     void printInvalidFormat(int format) const;
+    // A line to the user under an import's title ("SEG-Y 2D import"); the
+    // line also becomes the calling thread's last error.
+    static void tellUser(char const* title, std::string const& line);
+    // "# of samples in reel header (N) does not match # of samples in trace header: count"
+    std::string sampleCountMismatch(int traceCount) const;
+    // With the lenient reading on and the file size bearing the reel header
+    // out, a trace header's differing sample count is taken as stale: count
+    // becomes the reel header's and the answer is true.
+    bool overruleSampleCount(int& traceCount);
+    // The z step in milliseconds for a wanted one: the file's interval at
+    // least, and a multiple of it, so that a trace's samples can be taken
+    // by a whole stride.
+    double zStepFor(double wanted) const;
+    // Whether amplitudes must be mapped onto this reader's storage kind
+    // when the rescaling rule's scale for them is `scale`.
+    bool rescalingOn(double scale) const;
 
     std::string filename_;
     unsigned storage_ = 32;

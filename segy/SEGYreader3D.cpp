@@ -125,7 +125,7 @@ int SEGYreader3D::readNextInl(std::istream* stream, Type const* types, int const
     double const low = scalarMin_ + 2.0, high = scalarMax_ - 1.0;
     double const m = scanned_max_abs();
     double const scale = rescale_factor(low, high, m);
-    bool const rescale = scale < 1.0 || static_cast<unsigned>(nBytes() * 8) > storage(format_);
+    bool const rescale = rescalingOn(scale);
 
     amplitudes_.assign(static_cast<std::size_t>(bufferSize), scalarMax_);
     int const perTrace = std::max(0, samplesPerTrace);

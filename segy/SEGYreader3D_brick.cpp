@@ -20,7 +20,7 @@ SEGYreader3D::Rescaling SEGYreader3D::rescaling() const
     get_storage_dependent_values(r.type, r.undefValue, r.low, r.high);
     r.m = scanned_max_abs();
     r.scale = rescale_factor(r.low, r.high, r.m);
-    r.on = r.scale < 1.0 || static_cast<unsigned>(nBytes() * 8) > storage(format_);
+    r.on = rescalingOn(r.scale);
     get_amp_range(r.on, r.m, r.scale, r.low, r.high, r.minAmplitude, r.maxAmplitude);
     return r;
 }
@@ -55,9 +55,8 @@ void SEGYreader3D::fill_indexed_header(Rescaling const& r, IndexedSEGYHeader& h)
 void SEGYreader3D::round_mapped_amplitudes(Rescaling const& r)
 {
     if (!r.on) return;
-    auto const round = [](double v) { return v < 0.0 ? std::trunc(v - 0.5) : std::trunc(v + 0.5); };
-    dRange_.sMin = round(r.minAmplitude);
-    dRange_.sMax = round(r.maxAmplitude);
+    dRange_.sMin = round_half_away(r.minAmplitude);
+    dRange_.sMax = round_half_away(r.maxAmplitude);
 }
 
 int SEGYreader3D::read_brick(std::string const& folder, std::string const& name, Type const*, int const*, bool)

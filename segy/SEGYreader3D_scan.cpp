@@ -12,9 +12,7 @@
 
 #include "foundation/Ma.h"
 #include "foundation/log.h"
-#include "platform/last_error.h"
 #include "platform/mapped_file.h"
-#include "platform/user_output.h"
 #include "segy/SEGYreader3D.h"
 #include "segy/TraceRangeWorkers.h"
 
@@ -51,15 +49,6 @@ private:
 };
 
 bool near_zero(double v) { return v > -1e-6 && v < 1e-6; }
-
-// A failed scan says why to its user, under the import's title, and leaves
-// the reason where the caller reads it.
-void fail_line(std::string const& line)
-{
-    platform::user_output("SEG-Y 3D import");
-    platform::user_output(line);
-    platform::set_last_error_info(line);
-}
 
 // |a - b| without overflow: header words may hold any int.
 long long dist(int a, int b) { return std::llabs(static_cast<long long>(a) - b); }
@@ -100,10 +89,12 @@ private:
     void hop(int inl, ShortOf shortOf);
     void takeReferences(Header const& h);
     bool readSamples(Header const& h, std::streamoff pos);
-    bool overruleSampleCount(Header& h);
     void foldAmplitudes(double low, double high);
     void collectWorkers();
     void report(Clock::time_point start) const;
+    // A failed scan says why to its user, under the import's title, and
+    // leaves the reason where the caller reads it.
+    static void fail_line(std::string const& line) { tellUser("SEG-Y 3D import", line); }
 
     SEGYreader3D& r_;
     Type const* types_;
@@ -121,7 +112,6 @@ private:
     int prevInl_ = -1, prevCrl_ = -1;
     bool first_ = true;
     bool haveAmplitudes_ = false;
-    bool fileFitsReel_ = false;
     std::vector<TracePlace> places_;
     std::streamoff next_ = 0;    // header of the next trace in the current file
     std::streamoff lastPos_ = 0;
@@ -141,7 +131,6 @@ bool SEGYreader3D::Walk::openCurrent()
     mapped_ = dynamic_cast<platform::MappedStreamBuf const*>(s_->rdbuf());
     r_.skipEBCDICheader(s_.get());
     r_.readReelHeader(s_.get());
-    fileFitsReel_ = r_.fileFits(r_.nSamples_);
     next_ = s_->tellg();
     return static_cast<bool>(*s_);
 }
@@ -315,18 +304,6 @@ bool SEGYreader3D::Walk::readSamples(Header const& h, std::streamoff pos)
     return true;
 }
 
-// A trace header whose sample count disagrees with the reel header's: taken
-// as stale when the lenient reading is on and the file size bears the reel
-// header out.
-bool SEGYreader3D::Walk::overruleSampleCount(Header& h)
-{
-    if (!r_.trustReelSampleCount_ || !fileFitsReel_) return false;
-    Corrections& c = r_.corrections_;
-    if (c.overruledTraces++ == 0 && !c.samplesFromTrace) c.traceSampleCount = h.ns;
-    h.ns = r_.nSamples_;
-    return true;
-}
-
 void SEGYreader3D::Walk::foldAmplitudes(double low, double high)
 {
     DRange& d = r_.dRange_;
@@ -368,9 +345,8 @@ int SEGYreader3D::Walk::walkFile()
             return -5;
         }
         r_.traceIndex_.add(h.inl, h.crl, pos);
-        if (h.ns != r_.nSamples_ && !overruleSampleCount(h)) {
-            fail_line("# of samples in reel header (" + std::to_string(r_.nSamples_) +
-                      ") does not match # of samples in trace header: " + std::to_string(h.ns));
+        if (h.ns != r_.nSamples_ && !r_.overruleSampleCount(h.ns)) {
+            fail_line(r_.sampleCountMismatch(h.ns));
             return -1;
         }
         // Before the steps are learnt from it: a garbage number would set them.
@@ -442,12 +418,7 @@ int SEGYreader3D::Walk::run()
 
     DRange& d = r_.dRange_;
     interval_ = r_.zStep();
-    d.zStep = interval_;
-    if (r_.zRange_.step > interval_) {
-        d.zStep = r_.zRange_.step;
-        double const rem = std::fmod(r_.zRange_.step, interval_);
-        if (!near_zero(rem)) d.zStep += interval_ - rem;
-    }
+    d.zStep = r_.zStepFor(r_.zRange_.step);
     total_ = r_.nTraces(r_.fileNames_);
     if (fullScan_) r_.selected_.assign(static_cast<std::size_t>(total_), false);
     for (SurveyPoint& p : r_.reference_) p.set = false;

@@ -7,11 +7,11 @@
 namespace Tolmar {
 
 SEGYtrace::SEGYtrace(int tsn, int sp, int inlineX, int crlineY, float utmX, float utmY,
-                     double zStart, int nSamples)
+                     double zStart, int nSamples, bool reserve)
     : tsn_(tsn), sP_(sp), inlineX_(inlineX), crlineY_(crlineY), utmX_(utmX), utmY_(utmY),
       zStart_(zStart), nSamples_(nSamples)
 {
-    if (nSamples > 0) samples_.reserve(static_cast<std::size_t>(nSamples));
+    if (reserve && nSamples > 0) samples_.reserve(static_cast<std::size_t>(nSamples));
 }
 
 float SEGYtrace::sMin() const

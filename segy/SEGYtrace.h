@@ -12,8 +12,10 @@ namespace Tolmar {
 
 class SEGYtrace {
 public:
+    // Room for nSamples samples is reserved unless reserve is false, as in
+    // lists of trace headers that never hold samples.
     SEGYtrace(int tsn, int sp, int inlineX, int crlineY, float utmX, float utmY, double zStart,
-              int nSamples);
+              int nSamples, bool reserve = true);
 
     int tsn() const { return tsn_; }
     int sP() const { return sP_; }
