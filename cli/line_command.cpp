@@ -20,6 +20,7 @@
 #include "cli/line_data.h"
 #include "cli/line_pick.h"
 #include "cli/png_image.h"
+#include "cli/synthetic_line.h"
 #include "graphics/headless_gl.h"
 #include "graphics/mat44.h"
 #include "segy/SEGYreader2D.h"
@@ -179,7 +180,7 @@ Camera line_camera(LineRenderArgs const& a, Tolmar::SeismicLineRenderer& layer, 
     if (a.camera.size() == 2) return orbit_view(centre, radius, across, along, a.camera[0], a.camera[1],
                                                 framing_distance(radius));
     // Front view: the chord across the picture, the first trace on the left.
-    Camera c = orbit_view(centre, radius, across, along, 0, 0, framing_distance(radius));
+    Camera c = orbit_view(centre, radius, across, along, 180, 0, framing_distance(radius));
     c.perspective = false;
     c.halfHeight = std::max(std::fabs(bounds[5] - bounds[4]) / 2, 1e-9);
     c.halfWidth = c.halfHeight * width / height;
@@ -291,8 +292,34 @@ void run_line_pick(LinePickArgs& a)
 
 void add_line_command(CLI::App& app)
 {
-    auto* line = app.add_subcommand("line", "2D seismic lines: import, draw, pick horizons");
+    auto* line = app.add_subcommand("line", "2D seismic lines: make, import, draw, pick horizons");
     line->require_subcommand(1);
+
+    auto* synth = line->add_subcommand("synth", "Write a synthetic 2D line with a dipping reflector");
+    static LineSynthOptions s;
+    static std::string synthPath;
+    static bool synthForce = false;
+    synth->add_option("OUT", synthPath, "SEG-Y file to write")->required();
+    synth->add_option("--traces", s.traces, "Shot points along the line, the missing ones counted")
+        ->capture_default_str()
+        ->check(CLI::Range(2, 10000000));
+    synth->add_option("--samples", s.samples, "Samples a trace")->capture_default_str()->check(CLI::Range(1, 32767));
+    synth->add_option("--sp-start", s.spStart, "The first shot point")->capture_default_str();
+    synth->add_option("--sp-step", s.spStep, "Shot point step; below 0 they fall")->capture_default_str();
+    synth->add_option("--repeat-every", s.repeatEvery, "Write every n-th shot point twice")->capture_default_str();
+    synth->add_option("--gap-every", s.gapEvery, "Leave out three shot points after every n-th")
+        ->capture_default_str();
+    synth->add_option("--format", s.format, "Sample format")->capture_default_str()->check(
+        CLI::IsMember({"ibm", "ieee", "int16"}));
+    synth->add_option("--scaler", s.scaler, "Coordinate scaler")->capture_default_str();
+    synth->add_flag("--force", synthForce, "Overwrite an existing file");
+    synth->callback([] {
+        refuse_existing(synthPath, synthForce);
+        std::string error;
+        if (!write_synthetic_line(synthPath, s, error)) fail(synthPath, error);
+        std::cout << "Wrote " << synthPath << ": " << line_trace_count(s) << " traces of " << line_shot_count(s)
+                  << " shot points, " << s.samples << " samples\n";
+    });
 
     auto* imp = line->add_subcommand("import", "Read a 2D SEG-Y line, one trace a shot point, into a raster and "
                                                "a navigation GeoPackage");
