@@ -77,16 +77,17 @@ TEST(LineTiles, AStraightTileSpansItsTextureAndEndsBetweenKeptVerticesInterpolat
     EXPECT_FLOAT_EQ(tc[0][0], whole_tile().tc_min[0]);
     EXPECT_FLOAT_EQ(tc[2][0], whole_tile().tc_max[0]);
 
-    // Tiles three traces apart: the second runs from trace 3 (between kept
-    // 0 and 4) to trace 6 (between 4 and 9), around the bend.
+    // Tiles three traces and samples apart: the second of the top row runs
+    // from trace 3 (between kept 0 and 4) to trace 6 (between 4 and 9),
+    // around the bend, and down three of the four sample steps.
     std::vector<PlaneTiler::Tile> tiles;
     PlaneTiler::split_in_tiles(vec<int, 2>{{10, 5}}, 2, 8, true, tiles);
     auto const bent = bent_line({0, 4, 9});
     ASSERT_TRUE(bent.get_tile_geometry(tiles.at(1), indices, v, tc));
     ASSERT_EQ(v.size(), 12u);
     EXPECT_EQ(v[0], (vec<float, 3>{{30, 0, -100}}));
-    EXPECT_EQ(v[2], (vec<float, 3>{{40, 0, -500}}));
-    EXPECT_EQ(v[8], (vec<float, 3>{{40, 20, -500}}));
+    EXPECT_EQ(v[2], (vec<float, 3>{{40, 0, -400}}));
+    EXPECT_EQ(v[8], (vec<float, 3>{{40, 20, -400}}));
 
     // An end outside the kept vertices drops the tile.
     auto const broken = bent_line({2, 9});
