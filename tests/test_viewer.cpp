@@ -6,12 +6,15 @@
 #include <gtest/gtest.h>
 
 #include <cpl_json.h>
+#include <gdal_priv.h>
+#include <ogrsf_frmts.h>
 
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -328,6 +331,69 @@ TEST_F(Viewer, CubesShareTheSceneAndKeepTheirOwnSlices)
     auto const r = tolmar("view " + cube() + " " + segy + " --index " + dir->path("s.idx") + " --screenshot x.png");
     EXPECT_EQ(r.status, 1);
     EXPECT_NE(r.err.find("--index: give one a cube"), std::string::npos) << r.err;
+}
+
+// The horizon layer of a GeoPackage as its vertices.
+std::vector<std::array<double, 3>> horizon_vertices(std::string const& path)
+{
+    std::vector<std::array<double, 3>> out;
+    GDALDatasetUniquePtr ds(GDALDataset::Open(path.c_str(), GDAL_OF_VECTOR));
+    if (!ds || !ds->GetLayerByName("horizons")) return out;
+    for (auto const& f : *ds->GetLayerByName("horizons")) {
+        OGRLineString const* line = f->GetGeometryRef()->toLineString();
+        for (int i = 0; i < line->getNumPoints(); ++i) out.push_back({line->getX(i), line->getY(i), line->getZ(i)});
+    }
+    return out;
+}
+
+TEST_F(Viewer, ClicksOnALineTrackTheSameHorizonAsTheTool)
+{
+    std::string const segy = dir->path("line.sgy"), raster = dir->path("line.tif"), nav = dir->path("line.gpkg");
+    ASSERT_EQ(tolmar("line synth " + segy + " --traces 200 --samples 300").status, 0);
+    ASSERT_EQ(tolmar("line import " + segy + " --raster " + raster + " --navigation " + nav).status, 0);
+    std::string const mine = dir->path("viewer_horizon.gpkg");
+    ViewerProcess v("--line " + raster + " --navigation " + nav + " --horizons " + mine +
+                        " --size 400 300 --no-panel",
+                    err());
+    for (char const* line : {"camera 180 0", "zoom 2", "wait"}) v.send(line);
+    v.state();
+    std::string const window = v.window();
+    ASSERT_FALSE(window.empty());
+
+    // Caps Lock on: peaks. D starts picking; two clicks that do not drag.
+    xdotool("key --window " + window + " Caps_Lock d");
+    auto s = v.state_when([](CPLJSONObject const& o) { return o.GetArray("lines")[0].GetBool("digitizing"); });
+    ASSERT_TRUE(s.GetArray("lines")[0].GetBool("digitizing"));
+    std::vector<std::string> seeds;
+    int picks = 0;
+    for (auto const& [x, y] : {std::pair{140, 150}, std::pair{260, 130}}) {
+        std::string const at = std::to_string(x) + " " + std::to_string(y);
+        xdotool("mousemove --window " + window + " " + at);
+        s = v.state_when([&](CPLJSONObject const& o) {
+            return std::fabs(o.GetArray("lines")[0].GetDouble("cursor_trace")) > 0 && !o.GetString("pick").empty();
+        });
+        ASSERT_NE(s.GetString("pick"), "") << "no line under " << at;
+        double const trace = s.GetArray("lines")[0].GetDouble("cursor_trace");
+        double const sample = s.GetArray("lines")[0].GetDouble("cursor_sample");
+        xdotool("click --window " + window + " 1");
+        ++picks;
+        s = v.state_when([&](CPLJSONObject const& o) { return o.GetArray("lines")[0].GetInteger("picks") == picks; });
+        ASSERT_EQ(s.GetArray("lines")[0].GetInteger("picks"), picks);
+        // The tool takes the nearest trace and sample, as the tool's seeds do.
+        seeds.push_back(" --seed " + std::to_string(std::lround(trace)) + " " +
+                        std::to_string(std::lround(sample) * 4.0));
+    }
+    expect_clean_close(v);
+
+    std::string const tools = dir->path("tool_horizon.gpkg");
+    auto const r = tolmar("line pick " + raster + " --navigation " + nav + seeds[0] + seeds[1] +
+                          " --name TEST --mode peak --window 20 --out " + tools);
+    ASSERT_EQ(r.status, 0) << r.err;
+    auto const a = horizon_vertices(mine), b = horizon_vertices(tools);
+    ASSERT_GT(a.size(), 20u);
+    ASSERT_EQ(a.size(), b.size());
+    for (std::size_t i = 0; i < a.size(); ++i)
+        for (int k = 0; k < 3; ++k) ASSERT_NEAR(a[i][k], b[i][k], 1e-6) << i;
 }
 
 TEST_F(Viewer, ScriptErrorsNameTheLine)
