@@ -9,6 +9,8 @@
 #include "cli/commands.h"
 #include "cli/cube_source.h"
 #include "cli/render_command.h"
+#include "cli/line_commands.h"
+#include "cli/synthetic_line.h"
 #include "cli/synthetic_survey.h"
 
 namespace tolmar_cli {
@@ -110,6 +112,51 @@ void run_demo(std::string const& dir)
     HistogramReport const h = make_histogram(histogram);
     steps.emplace_back("histogram " + histogram.png, seconds_since(t0));
     pictures.push_back(histogram.png);
+
+    // A 2D line with repeated and missing shot points, repaired on import,
+    // a horizon tracked along its dipping reflector, and the curtain drawn
+    // with the horizon on it.
+    LineSynthOptions lineSynth;
+    lineSynth.traces = 400;
+    lineSynth.samples = 400;
+    lineSynth.repeatEvery = 25;
+    lineSynth.gapEvery = 60;
+    LineImportRequest lineImport;
+    lineImport.segy = in("line.sgy");
+    lineImport.raster = in("line.tif");
+    lineImport.navigation = in("line.gpkg");
+    lineImport.force = true;
+    t0 = now_seconds();
+    if (!write_synthetic_line(lineImport.segy, lineSynth, error)) fail(lineImport.segy, error);
+    steps.emplace_back("synthetic 2D line " + lineImport.segy, seconds_since(t0));
+    LineImportReport const lineRead = import_line(lineImport);
+    steps.emplace_back("line " + lineImport.raster + " and " + lineImport.navigation + " (" +
+                           std::to_string(lineRead.traces) + " traces, " + std::to_string(lineRead.inserted) +
+                           " shot points filled in)",
+                       lineRead.seconds);
+    std::vector<double> const seeds{20, line_reflector_time(lineSynth, 20), 380, line_reflector_time(lineSynth, 380)};
+    LinePickRequest pick;
+    pick.raster = lineImport.raster;
+    pick.navigation = lineImport.navigation;
+    pick.out = in("horizon.gpkg");
+    pick.name = "dipping";
+    pick.seeds = seeds;
+    pick.force = true;
+    t0 = now_seconds();
+    LinePickReport const picked = pick_line(pick);
+    steps.emplace_back("horizon " + pick.out + " tracked over traces " + std::to_string(picked.firstTrace) + ".." +
+                           std::to_string(picked.lastTrace),
+                       seconds_since(t0));
+    LineRenderRequest curtain;
+    curtain.raster = lineImport.raster;
+    curtain.navigation = lineImport.navigation;
+    curtain.png = in("line.png");
+    curtain.size = {900, 450};
+    curtain.seeds = seeds;
+    curtain.force = true;
+    LineRenderReport const drawnLine = render_line(curtain);
+    steps.emplace_back("rendered " + curtain.png + " with the horizon", drawnLine.seconds);
+    pictures.push_back(curtain.png);
 
     std::cout << "\nInline " << inl << ", crossline " << crl << ": the trace reads the same from the index and the bricks\n"
               << "Effective amplitude range (1% cut at each end) " << h.effLow << ".." << h.effHigh << " of "

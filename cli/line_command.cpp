@@ -17,6 +17,7 @@
 #include "cli/cube_view.h"
 #include "cli/host_module.h"
 #include "cli/json.h"
+#include "cli/line_commands.h"
 #include "cli/line_data.h"
 #include "cli/line_pick.h"
 #include "cli/png_image.h"
@@ -34,17 +35,9 @@ using V3 = vec<double, 3>;
 
 // ---- import ---------------------------------------------------------------
 
-struct LineImportArgs {
-    std::string segy, raster, navigation, srs;
-    HeaderPositions positions;
-    Encoding encoding;
-    int spByte = 17;
-    std::vector<int> spRange;
-    std::vector<double> zRange;
-    bool force = false, json = false;
-};
+} // namespace
 
-void run_line_import(LineImportArgs& a)
+LineImportReport import_line(LineImportRequest& a)
 {
     refuse_existing(a.raster, a.force);
     refuse_existing(a.navigation, a.force);
@@ -127,43 +120,55 @@ void run_line_import(LineImportArgs& a)
                    {"z_step_ms", FieldValue(zStep)}};
     track.features.push_back(std::move(line));
     write_vector_layers(a.navigation, {track, points});
-    double const seconds = seconds_since(t0);
+    LineImportReport report;
+    report.traces = traces;
+    report.samples = samples;
+    report.inserted = inserted;
+    report.spFirst = navigation.front().second;
+    report.spLast = navigation[static_cast<std::size_t>(traces - 1)].second;
+    report.zStart = zStart;
+    report.zStep = zStep;
+    report.low = static_cast<float>(ranges[9]);
+    report.high = static_cast<float>(ranges[10]);
+    report.readSeconds = readSeconds;
+    report.seconds = seconds_since(t0);
+    return report;
+}
 
-    float const low = static_cast<float>(ranges[9]), high = static_cast<float>(ranges[10]);
-    if (a.json) {
+namespace {
+
+struct LineImportArgs {
+    LineImportRequest request;
+    bool json = false;
+};
+
+void run_line_import(LineImportArgs& args)
+{
+    LineImportRequest& a = args.request;
+    LineImportReport const r = import_line(a);
+    if (args.json) {
         std::cout << JsonObject()
-                         .add("traces", traces)
-                         .add("samples", samples)
-                         .add("shot_points", json_array({static_cast<double>(navigation.front().second),
-                                                          static_cast<double>(navigation[static_cast<std::size_t>(traces - 1)].second)}))
-                         .add("inserted", inserted)
-                         .add("z", json_array({zStart, zStart + (samples - 1) * zStep, zStep}))
-                         .add("amplitude", json_array({low, high}))
-                         .add("read_seconds", readSeconds)
-                         .add("seconds", seconds)
+                         .add("traces", r.traces)
+                         .add("samples", r.samples)
+                         .add("shot_points", json_array({static_cast<double>(r.spFirst), static_cast<double>(r.spLast)}))
+                         .add("inserted", r.inserted)
+                         .add("z", json_array({r.zStart, r.zStart + (r.samples - 1) * r.zStep, r.zStep}))
+                         .add("amplitude", json_array({r.low, r.high}))
+                         .add("read_seconds", r.readSeconds)
+                         .add("seconds", r.seconds)
                          .str()
                   << "\n";
         return;
     }
-    std::cout << a.segy << ": " << traces << " traces (shot points " << navigation.front().second << ".."
-              << navigation[static_cast<std::size_t>(traces - 1)].second << ", " << inserted << " inserted), "
-              << samples << " samples from " << zStart << " ms by " << zStep << " ms\n"
-              << "Wrote " << a.raster << " and " << a.navigation << " in " << seconds << " s\n";
+    std::cout << a.segy << ": " << r.traces << " traces (shot points " << r.spFirst << ".." << r.spLast << ", "
+              << r.inserted << " inserted), " << r.samples << " samples from " << r.zStart << " ms by " << r.zStep
+              << " ms\nWrote " << a.raster << " and " << a.navigation << " in " << r.seconds << " s\n";
 }
 
 // ---- render ---------------------------------------------------------------
 
-struct LineRenderArgs {
-    std::string raster, navigation, png, colourTable;
-    std::vector<int> size{{800, 600}};
-    std::vector<double> camera;
-    std::pair<float, float> range;
-    double exaggeration = 0, maxSeconds = 60;
-    bool force = false, json = false;
-};
-
 // The camera square on to the line's chord, or circling it.
-Camera line_camera(LineRenderArgs const& a, Tolmar::SeismicLineRenderer& layer, double exaggeration, int width,
+Camera line_camera(LineRenderRequest const& a, Tolmar::SeismicLineRenderer& layer, double exaggeration, int width,
                    int height)
 {
     double first[3], last[3], bottom[3];
@@ -192,7 +197,9 @@ Camera line_camera(LineRenderArgs const& a, Tolmar::SeismicLineRenderer& layer, 
     return c;
 }
 
-void run_line_render(LineRenderArgs& a)
+} // namespace
+
+LineRenderReport render_line(LineRenderRequest const& a)
 {
     refuse_existing(a.png, a.force);
     LineData const line = load_line(a.raster, a.navigation);
@@ -207,6 +214,15 @@ void run_line_render(LineRenderArgs& a)
     {
         auto layer = open_line_layer(line);
         if (a.range.first != a.range.second) layer->set_effective_sample_range(a.range.first, a.range.second);
+        if (!a.seeds.empty()) {
+            // The layer's own picking tool draws the horizon with the curtain.
+            layer->startDigitizing();
+            Tolmar::LineInterpreter* tool = layer->interpreter();
+            tool->addHorizon("TEST", Tolmar::SnapPeak, 20);
+            tool->setActiveHorizon("TEST");
+            for (std::size_t i = 0; i + 1 < a.seeds.size(); i += 2)
+                tool->mouseClick(a.seeds[i], line.sample_of_z(a.seeds[i + 1]));
+        }
         double bounds[6];
         layer->getBounds(1, bounds);
         double const plan = std::max(bounds[1] - bounds[0], bounds[3] - bounds[2]);
@@ -233,33 +249,42 @@ void run_line_render(LineRenderArgs& a)
         layer->shutdown_renderer_and_datasource();
     }
     if (!write_png(a.png, image, error)) fail(a.png, error);
-    if (a.json) {
+    return LineRenderReport{width, height, line.traces, line.samples, frames, complete, seconds_since(t0)};
+}
+
+namespace {
+
+struct LineRenderArgs {
+    LineRenderRequest request;
+    bool json = false;
+};
+
+void run_line_render(LineRenderArgs& args)
+{
+    LineRenderRequest const& a = args.request;
+    LineRenderReport const r = render_line(a);
+    if (args.json) {
         std::cout << JsonObject()
-                         .add("width", width)
-                         .add("height", height)
-                         .add("traces", line.traces)
-                         .add("samples", line.samples)
-                         .add("frames", frames)
-                         .add("complete", complete ? "true" : "false")
-                         .add("seconds", seconds_since(t0))
+                         .add("width", r.width)
+                         .add("height", r.height)
+                         .add("traces", r.traces)
+                         .add("samples", r.samples)
+                         .add("frames", r.frames)
+                         .add("complete", r.complete ? "true" : "false")
+                         .add("seconds", r.seconds)
                          .str()
                   << "\n";
         return;
     }
-    std::cout << "Wrote " << a.png << " (" << width << " x " << height << ") of " << line.traces << " traces in "
-              << frames << " frames\n";
+    std::cout << "Wrote " << a.png << " (" << r.width << " x " << r.height << ") of " << r.traces << " traces in "
+              << r.frames << " frames\n";
 }
 
 // ---- pick -----------------------------------------------------------------
 
-struct LinePickArgs {
-    std::string raster, navigation, out, name = "horizon", mode = "peak";
-    std::vector<double> seeds;
-    int window = 20;
-    bool force = false, json = false;
-};
+} // namespace
 
-void run_line_pick(LinePickArgs& a)
+LinePickReport pick_line(LinePickRequest const& a)
 {
     refuse_existing(a.out, a.force);
     LineData const line = load_line(a.raster, a.navigation);
@@ -274,18 +299,37 @@ void run_line_pick(LinePickArgs& a)
     auto const& h = picker.horizon();
     int const first = static_cast<int>(h.picks.front()[0]), last = static_cast<int>(h.picks.back()[0]);
     if (!picker.saved()) fail(a.out, "no horizon to write: the seeds run backwards");
-    if (a.json) {
+    LinePickReport report;
+    report.firstTrace = first;
+    report.lastTrace = last;
+    for (int t = first; t <= last; ++t) report.times.push_back(line.z_of_sample(h.samples[static_cast<std::size_t>(t)]));
+    return report;
+}
+
+namespace {
+
+struct LinePickArgs {
+    LinePickRequest request;
+    bool json = false;
+};
+
+void run_line_pick(LinePickArgs& args)
+{
+    LinePickRequest const& a = args.request;
+    LinePickReport const r = pick_line(a);
+    if (args.json) {
         std::vector<std::string> times;
-        for (int t = first; t <= last; ++t) times.push_back(json_number(line.z_of_sample(h.samples[static_cast<std::size_t>(t)])));
+        for (double t : r.times) times.push_back(json_number(t));
         std::cout << JsonObject()
-                         .add("first_trace", first)
-                         .add("last_trace", last)
+                         .add("first_trace", r.firstTrace)
+                         .add("last_trace", r.lastTrace)
                          .add("times", json_array(times))
                          .str()
                   << "\n";
         return;
     }
-    std::cout << "Tracked " << a.name << " over traces " << first << ".." << last << "; wrote " << a.out << "\n";
+    std::cout << "Tracked " << a.name << " over traces " << r.firstTrace << ".." << r.lastTrace << "; wrote " << a.out
+              << "\n";
 }
 
 } // namespace
@@ -324,54 +368,57 @@ void add_line_command(CLI::App& app)
     auto* imp = line->add_subcommand("import", "Read a 2D SEG-Y line, one trace a shot point, into a raster and "
                                                "a navigation GeoPackage");
     static LineImportArgs i;
-    imp->add_option("SEGY", i.segy, "The line's SEG-Y file")->required();
-    imp->add_option("--raster", i.raster, "The raster to write (.tif): traces as columns, samples as rows")
+    imp->add_option("SEGY", i.request.segy, "The line's SEG-Y file")->required();
+    imp->add_option("--raster", i.request.raster, "The raster to write (.tif): traces as columns, samples as rows")
         ->required();
-    imp->add_option("--navigation", i.navigation, "The GeoPackage to write: the track and a point a trace")
+    imp->add_option("--navigation", i.request.navigation, "The GeoPackage to write: the track and a point a trace")
         ->required();
-    imp->add_option("--sp-byte", i.spByte, "Byte position of the shot point")->capture_default_str()->check(
+    imp->add_option("--sp-byte", i.request.spByte, "Byte position of the shot point")->capture_default_str()->check(
         CLI::Range(1, 237));
-    imp->add_option("--sp-range", i.spRange, "Shot points to take: START STOP STEP")->expected(3);
-    imp->add_option("--z-range", i.zRange, "Times to take, ms: MIN MAX")->expected(2);
-    imp->add_option("--srs", i.srs, "The line's coordinate system, written into the navigation");
-    i.positions.add_options(*imp);
-    i.encoding.add_options(*imp);
-    imp->add_flag("--force", i.force, "Overwrite existing files");
+    imp->add_option("--sp-range", i.request.spRange, "Shot points to take: START STOP STEP")->expected(3);
+    imp->add_option("--z-range", i.request.zRange, "Times to take, ms: MIN MAX")->expected(2);
+    imp->add_option("--srs", i.request.srs, "The line's coordinate system, written into the navigation");
+    i.request.positions.add_options(*imp);
+    i.request.encoding.add_options(*imp);
+    imp->add_flag("--force", i.request.force, "Overwrite existing files");
     imp->add_flag("--json", i.json, "Print one JSON object");
     imp->callback([] { run_line_import(i); });
 
     auto* render = line->add_subcommand("render", "Draw a line's curtain offscreen to a PNG");
     static LineRenderArgs r;
-    render->add_option("RASTER", r.raster, "The line's raster (from line import)")->required();
-    render->add_option("--navigation", r.navigation, "The line's navigation GeoPackage")->required();
-    render->add_option("--png", r.png, "PNG to write")->required();
-    render->add_option("--size", r.size, "Picture width and height")->expected(2)->check(CLI::Range(1, 16384));
-    render->add_option("--camera", r.camera, "Azimuth and elevation in degrees (default: square on to the line)")
+    render->add_option("RASTER", r.request.raster, "The line's raster (from line import)")->required();
+    render->add_option("--navigation", r.request.navigation, "The line's navigation GeoPackage")->required();
+    render->add_option("--png", r.request.png, "PNG to write")->required();
+    render->add_option("--size", r.request.size, "Picture width and height")->expected(2)->check(CLI::Range(1, 16384));
+    render->add_option("--camera", r.request.camera, "Azimuth and elevation in degrees (default: square on to the line)")
         ->expected(2);
-    render->add_option("--range", r.range, "Amplitudes at the colour table's ends");
-    render->add_option("--colour-table", r.colourTable, "A named colour table or a file");
-    render->add_option("--exaggeration", r.exaggeration, "View units a millisecond (default: as deep as long)")
+    render->add_option("--range", r.request.range, "Amplitudes at the colour table's ends");
+    render->add_option("--colour-table", r.request.colourTable, "A named colour table or a file");
+    render->add_option("--exaggeration", r.request.exaggeration, "View units a millisecond (default: as deep as long)")
         ->check(CLI::PositiveNumber);
-    render->add_option("--timeout", r.maxSeconds, "Seconds to wait for the tiles")->check(CLI::PositiveNumber);
-    render->add_flag("--force", r.force, "Overwrite an existing PNG");
+    render->add_option("--seed", r.request.seeds, "Draw the horizon tracked between these: a trace and a time in ms")
+        ->expected(2)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    render->add_option("--timeout", r.request.maxSeconds, "Seconds to wait for the tiles")->check(CLI::PositiveNumber);
+    render->add_flag("--force", r.request.force, "Overwrite an existing PNG");
     render->add_flag("--json", r.json, "Print one JSON object");
     render->callback([] { run_line_render(r); });
 
     auto* pick = line->add_subcommand("pick", "Track a horizon between seeds and write it as a line feature");
     static LinePickArgs p;
-    pick->add_option("RASTER", p.raster, "The line's raster (from line import)")->required();
-    pick->add_option("--navigation", p.navigation, "The line's navigation GeoPackage")->required();
-    pick->add_option("--seed", p.seeds, "A trace (from 0) and a time in ms; give two or more")
+    pick->add_option("RASTER", p.request.raster, "The line's raster (from line import)")->required();
+    pick->add_option("--navigation", p.request.navigation, "The line's navigation GeoPackage")->required();
+    pick->add_option("--seed", p.request.seeds, "A trace (from 0) and a time in ms; give two or more")
         ->expected(2)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->required();
-    pick->add_option("--out", p.out, "The GeoPackage to write the horizon to")->required();
-    pick->add_option("--name", p.name, "The horizon's name")->capture_default_str();
-    pick->add_option("--mode", p.mode, "Snap to peaks or troughs")->capture_default_str()->check(
+    pick->add_option("--out", p.request.out, "The GeoPackage to write the horizon to")->required();
+    pick->add_option("--name", p.request.name, "The horizon's name")->capture_default_str();
+    pick->add_option("--mode", p.request.mode, "Snap to peaks or troughs")->capture_default_str()->check(
         CLI::IsMember({"peak", "trough"}));
-    pick->add_option("--window", p.window, "Samples searched each way")->capture_default_str()->check(
+    pick->add_option("--window", p.request.window, "Samples searched each way")->capture_default_str()->check(
         CLI::Range(1, 1000));
-    pick->add_flag("--force", p.force, "Overwrite an existing file");
+    pick->add_flag("--force", p.request.force, "Overwrite an existing file");
     pick->add_flag("--json", p.json, "Print one JSON object");
     pick->callback([] { run_line_pick(p); });
 }
