@@ -55,8 +55,8 @@ bool TileDataSourceSeismic2D::get_tile_geometry(PlaneTiler::Tile const& tile, st
     vertices.clear();
     tex_coords.clear();
     if (x.size() < static_cast<std::size_t>(ntraces) || y.size() < x.size() || ntraces < 1) return false;
-    int const f = static_cast<int>((ntraces - 1) * tile.unit_min[0]);
-    int const l = static_cast<int>((ntraces - 1) * tile.unit_max[0]);
+    int const f = static_cast<int>(static_cast<float>(ntraces - 1) * tile.unit_min[0]);
+    int const l = static_cast<int>(static_cast<float>(ntraces - 1) * tile.unit_max[0]);
     std::vector<vec<double, 2>> chain(1);
     if (!place(f, "first", chain[0])) return false;
     for (int i : indicesdp)
