@@ -9,6 +9,7 @@ namespace tolmar_cli {
 namespace {
 
 using MakeReference = bool (*)(char const*, Tolmar::host::SpatialReferencePtr*, std::string*);
+using OpenRaster = bool (*)(char const*, Tolmar::host::RasterDatasetPtr*, std::string*);
 
 // Found where the tool's own libraries are (its run path), and kept loaded
 // for the rest of the process.
@@ -22,17 +23,32 @@ void* gdal_module()
     return handle;
 }
 
+template <class Function>
+Function entry(char const* name)
+{
+    auto const f = reinterpret_cast<Function>(dlsym(gdal_module(), name));
+    if (!f) fail("libTolmarGdal", std::string("has no ") + name);
+    return f;
+}
+
 } // namespace
 
 Tolmar::host::SpatialReferencePtr spatial_reference_option(std::string const& text, std::string const& option)
 {
     if (text.empty()) return nullptr;
-    auto const make = reinterpret_cast<MakeReference>(dlsym(gdal_module(), "tolmar_spatial_reference_from_text"));
-    if (!make) fail("libTolmarGdal", "has no tolmar_spatial_reference_from_text");
+    auto const make = entry<MakeReference>("tolmar_spatial_reference_from_text");
     Tolmar::host::SpatialReferencePtr ref;
     std::string why;
     if (!make(text.c_str(), &ref, &why)) fail(option, why);
     return ref;
+}
+
+Tolmar::host::RasterDatasetPtr open_raster(std::string const& path)
+{
+    Tolmar::host::RasterDatasetPtr dataset;
+    std::string why;
+    if (!entry<OpenRaster>("tolmar_open_raster_dataset")(path.c_str(), &dataset, &why)) fail_with_reason(path, why);
+    return dataset;
 }
 
 } // namespace tolmar_cli

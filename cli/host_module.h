@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "host/IRasterDataset.h"
 #include "host/ISpatialReference.h"
 
 namespace tolmar_cli {
@@ -12,5 +13,8 @@ namespace tolmar_cli {
 // A coordinate system from an EPSG code, WKT or a PROJ string; null for an
 // empty text (unknown). Fails with one line naming `option` otherwise.
 Tolmar::host::SpatialReferencePtr spatial_reference_option(std::string const& text, std::string const& option);
+
+// A raster dataset by path; fails with one line naming the path otherwise.
+Tolmar::host::RasterDatasetPtr open_raster(std::string const& path);
 
 } // namespace tolmar_cli

@@ -28,6 +28,7 @@ int main(int argc, char** argv)
     tolmar_cli::add_render_command(app);
     tolmar_cli::add_pick_command(app);
     tolmar_cli::add_histogram_command(app);
+    tolmar_cli::add_raster_command(app);
     tolmar_cli::add_demo_command(app);
     // Commands run inside parse(); whatever they throw ends here as one line.
     try {
