@@ -238,7 +238,6 @@ bool GdalRasterDataset::read(int band, int resampled_width, int resampled_height
     GDALRasterIOExtraArg extra;
     INIT_RASTERIO_EXTRA_ARG(extra);
     extra.eResampleAlg = GRIORA_NearestNeighbour;
-    extra.bFloatingPointWindowValidity = TRUE;
     extra.dfXOff = static_cast<double>(x0) * sx;
     extra.dfYOff = static_cast<double>(y0) * sy;
     extra.dfXSize = static_cast<double>(x1 - x0) * sx;
@@ -246,6 +245,9 @@ bool GdalRasterDataset::read(int band, int resampled_width, int resampled_height
     int const nx = static_cast<int>(std::floor(extra.dfXOff)), ny = static_cast<int>(std::floor(extra.dfYOff));
     int const nw = std::max(1, std::min(this->width(), static_cast<int>(std::ceil(extra.dfXOff + extra.dfXSize))) - nx);
     int const nh = std::max(1, std::min(this->height(), static_cast<int>(std::ceil(extra.dfYOff + extra.dfYSize))) - ny);
+    // GDAL takes a slower path for a fractional window; most are whole.
+    extra.bFloatingPointWindowValidity = nx != extra.dfXOff || ny != extra.dfYOff || nw != extra.dfXSize ||
+                                         nh != extra.dfYSize;
     auto const bw = static_cast<int>(x1 - x0), bh = static_cast<int>(y1 - y0);
     std::size_t const first = static_cast<std::size_t>((y0 - y) * width + (x0 - x));
     GSpacing const line = static_cast<GSpacing>(width);

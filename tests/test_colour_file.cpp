@@ -6,6 +6,7 @@
 #include "host/colour_file.h"
 #include "host/colour_ramp.h"
 #include "host/raster_renderer_properties.h"
+#include "null_raster_dataset.h"
 
 namespace {
 
@@ -78,27 +79,8 @@ TEST(ColourFile, BadLinesAreNamed)
     EXPECT_EQ(why, "/no/such/colours.txt: cannot be opened");
 }
 
-// A dataset of one band that answers nothing else; the tables depend only on
-// the symbology.
-class OneBand final : public IRasterDataset {
-public:
-    WorkspaceType workspace_type() const override { return WorkspaceType::FileSystem; }
-    std::wstring connection_properties() const override { return L"DATABASE=/d"; }
-    std::wstring name() const override { return L"r.tif"; }
-    int width() const override { return 1; }
-    int height() const override { return 1; }
-    int band_count() const override { return 1; }
-    std::string band_name(int) const override { return "Band_1"; }
-    std::string pixel_type(int) const override { return "Float32"; }
-    box<double, 2> extent() const override { return {}; }
-    SpatialReferencePtr spatial_reference() const override { return unknown_spatial_reference(); }
-    std::optional<double> nodata(int) const override { return std::nullopt; }
-    bool warped_north_up() const override { return false; }
-    std::vector<vec<unsigned char, 4>> colour_table(int) const override { return {}; }
-    bool statistics(int, BandStatistics&, std::string*) override { return false; }
-    bool read(int, int, int, int, int, int, int, PixelBlock&, std::string*) override { return false; }
-    RasterDatasetPtr reprojected(SpatialReferencePtr const&, std::string*) override { return nullptr; }
-};
+// The tables depend only on the symbology, not on the pixels.
+using OneBand = tolmar_test::NullRasterDataset;
 
 Colour grey(unsigned char v) { return Colour{{v, v, v, 255}}; }
 

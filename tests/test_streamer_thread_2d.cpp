@@ -12,7 +12,7 @@
 
 #include "foundation/Streamer2DBase.h"
 #include "foundation/StreamerManager2D.h"
-#include "host/IRasterDataset.h"
+#include "null_raster_dataset.h"
 #include "wait_for.h"
 
 namespace {
@@ -82,34 +82,16 @@ std::atomic<int> open_rasters{0};
 std::atomic<bool> drawing{false};
 std::atomic<int> reads_during_draw{0};
 
-class CountedRaster final : public Tolmar::host::IRasterDataset {
+class CountedRaster final : public tolmar_test::NullRasterDataset {
 public:
     CountedRaster() { ++open_rasters; }
     ~CountedRaster() override { --open_rasters; }
-    Tolmar::host::WorkspaceType workspace_type() const override { return {}; }
-    std::wstring connection_properties() const override { return {}; }
-    std::wstring name() const override { return L"counted"; }
-    int width() const override { return 16; }
-    int height() const override { return 16; }
-    int band_count() const override { return 1; }
-    std::string band_name(int) const override { return {}; }
-    std::string pixel_type(int) const override { return "Float32"; }
-    Tolmar::box<double, 2> extent() const override { return {}; }
-    Tolmar::host::SpatialReferencePtr spatial_reference() const override { return nullptr; }
-    std::optional<double> nodata(int) const override { return std::nullopt; }
-    bool warped_north_up() const override { return false; }
-    std::vector<Tolmar::vec<unsigned char, 4>> colour_table(int) const override { return {}; }
-    bool statistics(int, Tolmar::host::BandStatistics&, std::string*) override { return false; }
     bool read(int, int, int, int, int, int, int, Tolmar::host::PixelBlock& out, std::string*) override
     {
         if (drawing) ++reads_during_draw;
         std::this_thread::sleep_for(2ms); // a read takes a while
         out.values.assign(1, 1.0f);
         return true;
-    }
-    Tolmar::host::RasterDatasetPtr reprojected(Tolmar::host::SpatialReferencePtr const&, std::string*) override
-    {
-        return nullptr;
     }
 };
 
