@@ -1,8 +1,8 @@
 // A whole raster read for the single-raster renderer, against GDAL's own
 // gdal_translate -outsize of the same window, side by side: a 4096 x 4096
-// single-band Float32 GeoTIFF (64 MiB, written on first use) read at 2048 x
-// 2048, the size getEntireRasterData halves it to. Each iteration opens the
-// file afresh, so that neither side finds the other's blocks in GDAL's cache.
+// single-band Float32 GeoTIFF (64 MiB, written on first use) read at the
+// size getEntireRasterData halves it to. Each iteration opens the file
+// afresh, so that neither side finds the other's blocks in GDAL's cache.
 //   bench_raster [--raster=PATH] [google benchmark flags]
 
 #include <benchmark/benchmark.h>
@@ -24,6 +24,14 @@
 namespace {
 
 constexpr int kSide = 4096;
+
+int reduced_side()
+{
+    int w = kSide, h = kSide;
+    Tolmar::host::reduce_raster_size(Tolmar::host::kEntireRasterLimit, w, h);
+    return w;
+}
+int const kOut = reduced_side();
 std::string gRaster = "/tmp/tolmar_bench/raster4096.tif";
 
 bool write_raster(std::string const& path)
@@ -60,17 +68,18 @@ void BM_GetEntireRasterData(benchmark::State& state)
             return state.SkipWithError("getEntireRasterData failed");
         benchmark::DoNotOptimize(raster.drape.values.data());
     }
-    state.SetBytesProcessed(state.iterations() * 2048LL * 2048 * 4);
+    state.SetBytesProcessed(state.iterations() * 4LL * kOut * kOut);
 }
 
-// gdal_translate -outsize 2048 2048 [-of MEM]: the program's own code,
-// through the library call it makes.
+// gdal_translate -outsize N N [-of MEM]: the program's own code, through the
+// library call it makes.
 void BM_GdalTranslateOutsize(benchmark::State& state)
 {
     bool const to_file = state.range(0) != 0;
     std::string const out = to_file ? gRaster + ".translated.tif" : "";
     CPLStringList args;
-    for (char const* a : {"-outsize", "2048", "2048", "-ot", "Float32", "-of", to_file ? "GTiff" : "MEM", "-q"})
+    std::string const side = std::to_string(kOut);
+    for (char const* a : {"-outsize", side.c_str(), side.c_str(), "-of", to_file ? "GTiff" : "MEM", "-q"})
         args.AddString(a);
     GDALTranslateOptions* options = GDALTranslateOptionsNew(args.List(), nullptr);
     for (auto _ : state) {
@@ -80,8 +89,8 @@ void BM_GdalTranslateOutsize(benchmark::State& state)
         if (!dst) return state.SkipWithError("GDALTranslate failed");
         if (!to_file) {
             // A MEM dataset holds its pixels; read them out as the other side does.
-            std::vector<float> values(2048 * 2048);
-            if (GDALRasterIO(GDALGetRasterBand(dst, 1), GF_Read, 0, 0, 2048, 2048, values.data(), 2048, 2048,
+            std::vector<float> values(static_cast<std::size_t>(kOut) * kOut);
+            if (GDALRasterIO(GDALGetRasterBand(dst, 1), GF_Read, 0, 0, kOut, kOut, values.data(), kOut, kOut,
                              GDT_Float32, 0, 0) != CE_None)
                 return state.SkipWithError("reading the translated raster failed");
             benchmark::DoNotOptimize(values.data());
@@ -90,7 +99,7 @@ void BM_GdalTranslateOutsize(benchmark::State& state)
         GDALClose(src);
     }
     GDALTranslateOptionsFree(options);
-    state.SetBytesProcessed(state.iterations() * 2048LL * 2048 * 4);
+    state.SetBytesProcessed(state.iterations() * 4LL * kOut * kOut);
 }
 
 BENCHMARK(BM_GetEntireRasterData)->Unit(benchmark::kMillisecond)->UseRealTime();
@@ -101,6 +110,7 @@ BENCHMARK(BM_GdalTranslateOutsize)->Arg(0)->Arg(1)->ArgName("to_file")->Unit(ben
 int main(int argc, char** argv)
 {
     Tolmar::platform::set_debug_sink([](std::string_view) {});
+    GDALAllRegister();
     std::vector<char*> rest;
     for (int i = 0; i < argc; ++i)
         if (!tolmar_bench::take_flag(argv[i], "--raster", gRaster)) rest.push_back(argv[i]);
