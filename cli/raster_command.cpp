@@ -3,8 +3,9 @@
 
 #include <CLI/CLI.hpp>
 
-#include <cstdio>
+#include <algorithm>
 #include <iostream>
+#include <optional>
 #include <sstream>
 
 #include "cli/cli_support.h"
