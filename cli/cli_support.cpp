@@ -17,6 +17,12 @@ void fail(std::string const& file, std::string const& problem)
     throw CLI::RuntimeError(1);
 }
 
+void fail_with_reason(std::string const& file, std::string const& reason)
+{
+    std::string const prefix = file + ": ";
+    fail(file, reason.compare(0, prefix.size(), prefix) == 0 ? reason.substr(prefix.size()) : reason);
+}
+
 void refuse_existing(std::string const& path, bool force)
 {
     std::error_code ec;

@@ -18,6 +18,8 @@ namespace tolmar_cli {
 // Prints "tolmar: FILE: PROBLEM" on standard error and ends the subcommand
 // with exit status 1.
 [[noreturn]] void fail(std::string const& file, std::string const& problem);
+// The same for a library's reason that may begin with the file's name itself.
+[[noreturn]] void fail_with_reason(std::string const& file, std::string const& reason);
 
 // Fails when path exists and force is not set.
 void refuse_existing(std::string const& path, bool force);

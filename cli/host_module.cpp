@@ -9,6 +9,7 @@ namespace tolmar_cli {
 namespace {
 
 using MakeReference = bool (*)(char const*, Tolmar::host::SpatialReferencePtr*, std::string*);
+using OpenRaster = bool (*)(char const*, Tolmar::host::RasterDatasetPtr*, std::string*);
 
 // Found where the tool's own libraries are (its run path), and kept loaded
 // for the rest of the process.
@@ -45,11 +46,10 @@ Tolmar::host::SpatialReferencePtr spatial_reference_option(std::string const& te
 
 Tolmar::host::RasterDatasetPtr open_raster(std::string const& path)
 {
-    using Open = bool (*)(char const*, Tolmar::host::RasterDatasetPtr*, std::string*);
-    Tolmar::host::RasterDatasetPtr raster;
+    Tolmar::host::RasterDatasetPtr dataset;
     std::string why;
-    if (!entry<Open>("tolmar_open_raster_dataset")(path.c_str(), &raster, &why)) fail(path, why);
-    return raster;
+    if (!entry<OpenRaster>("tolmar_open_raster_dataset")(path.c_str(), &dataset, &why)) fail_with_reason(path, why);
+    return dataset;
 }
 
 std::unique_ptr<Tolmar::host::IWritableRaster> create_raster(Tolmar::host::RasterCreation const& creation)
@@ -58,7 +58,8 @@ std::unique_ptr<Tolmar::host::IWritableRaster> create_raster(Tolmar::host::Raste
                             std::string*);
     std::unique_ptr<Tolmar::host::IWritableRaster> raster;
     std::string why;
-    if (!entry<Create>("tolmar_create_raster_dataset")(&creation, &raster, &why)) fail(creation.path, why);
+    if (!entry<Create>("tolmar_create_raster_dataset")(&creation, &raster, &why))
+        fail_with_reason(creation.path, why);
     return raster;
 }
 

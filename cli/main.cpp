@@ -30,6 +30,7 @@ int main(int argc, char** argv)
     tolmar_cli::add_view_command(app);
     tolmar_cli::add_line_command(app);
     tolmar_cli::add_histogram_command(app);
+    tolmar_cli::add_raster_command(app);
     tolmar_cli::add_demo_command(app);
     // Commands run inside parse(); whatever they throw ends here as one line.
     try {

@@ -23,6 +23,10 @@ public:
     // While paused, process() leaves the files alone.
     virtual void pause_reading() { paused_ = true; }
     virtual void resume_reading() { paused_ = false; }
+    // Asks the streamer to retire. The 2D streaming threads drop it from
+    // their rotation once one of its turns has seen the request.
+    void request_close() { close_requested_ = true; }
+    bool close_requested() const { return close_requested_; }
 
 protected:
     void enter_critical_section() { mutex_.lock(); }
@@ -36,6 +40,7 @@ protected:
 
 private:
     std::atomic<bool> paused_{false};
+    std::atomic<bool> close_requested_{false};
 };
 
 } // namespace Tolmar

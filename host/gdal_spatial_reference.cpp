@@ -6,7 +6,10 @@
 #include <mutex>
 
 #include <cpl_error.h>
+#include <gdal_priv.h>
 #include <ogr_spatialref.h>
+
+#include "host/gdal_support.h"
 
 namespace Tolmar::host {
 
@@ -95,6 +98,24 @@ bool all_digits(std::string const& s)
 }
 
 } // namespace
+
+void register_gdal()
+{
+    static std::once_flag registered;
+    std::call_once(registered, [] { GDALAllRegister(); });
+}
+
+std::string last_gdal_error()
+{
+    char const* reason = CPLGetLastErrorMsg();
+    return reason && *reason ? std::string(" (") + reason + ")" : std::string();
+}
+
+SpatialReferencePtr spatial_reference_from_ogr(OGRSpatialReference const* srs)
+{
+    if (!srs || srs->IsEmpty()) return unknown_spatial_reference();
+    return make(*srs);
+}
 
 SpatialReferencePtr spatial_reference_from_text(std::string const& text, std::string* why)
 {

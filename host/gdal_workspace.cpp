@@ -10,6 +10,7 @@
 #include <gdal_priv.h>
 #include <ogrsf_frmts.h>
 
+#include "host/gdal_support.h"
 #include "platform/text_encoding.h"
 
 namespace Tolmar::host {
@@ -20,20 +21,6 @@ using Tolmar::platform::from_utf8;
 
 struct CloseDataset {
     void operator()(GDALDataset* dataset) const { GDALClose(dataset); }
-};
-
-// GDAL reports a failed open on stderr by default; the caller gets the
-// reason through `error` instead. The handler stack is per thread.
-class QuietErrors {
-public:
-    QuietErrors()
-    {
-        CPLPushErrorHandler(CPLQuietErrorHandler);
-        CPLErrorReset();
-    }
-    ~QuietErrors() { CPLPopErrorHandler(); }
-    QuietErrors(QuietErrors const&) = delete;
-    QuietErrors& operator=(QuietErrors const&) = delete;
 };
 
 // One opened dataset, shared by the workspace, its classes and their
@@ -194,8 +181,7 @@ private:
 
 std::unique_ptr<IWorkspace> open_workspace(std::string const& path, std::string& error)
 {
-    static std::once_flag registered;
-    std::call_once(registered, [] { GDALAllRegister(); });
+    register_gdal();
 
     if (path.empty()) {
         error = "No workspace path was given.";
@@ -216,7 +202,7 @@ std::unique_ptr<IWorkspace> open_workspace(std::string const& path, std::string&
         GDALOpenEx(path.c_str(), GDAL_OF_VECTOR | GDAL_OF_READONLY, drivers, nullptr, nullptr));
     if (!dataset) {
         error = "'" + path + "': not a vector workspace GDAL can open";
-        if (char const* reason = CPLGetLastErrorMsg(); reason && *reason) error += std::string(" (") + reason + ")";
+        error += last_gdal_error();
         return nullptr;
     }
 

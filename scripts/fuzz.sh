@@ -13,7 +13,7 @@ cd "$(dirname "$0")/.."
 SECONDS_EACH="${1:-60}"
 shift || true
 TARGETS=("$@")
-[ ${#TARGETS[@]} -gt 0 ] || TARGETS=(fuzz_segy_scan fuzz_index fuzz_bricks fuzz_variant_stream)
+[ ${#TARGETS[@]} -gt 0 ] || TARGETS=(fuzz_segy_scan fuzz_index fuzz_bricks fuzz_variant_stream fuzz_colour_file)
 
 bash scripts/setup-deps.sh
 B="${FUZZ_BUILD_DIR:-build-fuzz}"
@@ -21,14 +21,15 @@ if [ ! -f "$B/CMakeCache.txt" ]; then
   CC=clang CXX=clang++ cmake -S . -B "$B" -G Ninja -DTOLMAR_FUZZ=ON -DTOLMAR_BUILD_TESTS=OFF \
     -DTOLMAR_BUILD_BENCH=OFF >/dev/null
 fi
-cmake --build "$B" -j"${JOBS:-2}" --target tolmar make_seeds fuzz_segy_scan fuzz_index fuzz_bricks fuzz_variant_stream
+cmake --build "$B" -j"${JOBS:-2}" --target tolmar make_seeds fuzz_segy_scan fuzz_index fuzz_bricks fuzz_variant_stream \
+  fuzz_colour_file
 
 # Seeds: small surveys in every sample format and both byte orders, an index
 # and small brick files. The index target reads its indexes against
 # seeds/base.sgy.
 SEEDS="$B/seeds"
 rm -rf "$SEEDS"
-mkdir -p "$SEEDS"/{segy,index,bricks,variant} "$B/corpus" "$B/findings"
+mkdir -p "$SEEDS"/{segy,index,bricks,variant,colour} "$B/corpus" "$B/findings"
 export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=0}"
 T="$B/tolmar"
 "$T" synth "$SEEDS/base.sgy" --inlines 6 --crosslines 5 --samples 20 --format ieee >/dev/null
@@ -45,12 +46,15 @@ for format in ibm ieee int32 int16 int8; do
       --byte-order "$order" --seed "$n" "${extra[@]}" >/dev/null
   done
 done
+# Colour files as gdaldem takes them: values, percentages, NoData, names, alpha.
+printf '0 0 0 255\n50%% 0:255:0:128\n100%% white\nnv 0 0 0 0\n' >"$SEEDS/colour/relief.txt"
+printf -- '-1e3,10,20,30\n# sea\n0\t0 0 255\n2500 red\n' >"$SEEDS/colour/depth.txt"
 export TOLMAR_FUZZ_SEGY="$PWD/$SEEDS/base.sgy"
 # The targets write each input to a file, and the index it makes with an
 # fsync: on a memory file system that costs nothing.
 [ -d /dev/shm ] && [ -w /dev/shm ] && export TMPDIR=/dev/shm
 
-declare -A SEED_DIR=([fuzz_segy_scan]=segy [fuzz_index]=index [fuzz_bricks]=bricks [fuzz_variant_stream]=variant)
+declare -A SEED_DIR=([fuzz_segy_scan]=segy [fuzz_index]=index [fuzz_bricks]=bricks [fuzz_variant_stream]=variant [fuzz_colour_file]=colour)
 for t in "${TARGETS[@]}"; do
   corpus="$B/corpus/$t"
   mkdir -p "$corpus"
