@@ -6,10 +6,10 @@
 #include <cfloat>
 #include <cmath>
 #include <cstdio>
+#include <numeric>
 
 #include "foundation/log.h"
 #include "foundation/scale_and_color.h"
-#include "geometry/douglas_peucker.h"
 #include "geometry/fence_intersection.h"
 #include "graphics/draw_state.h"
 #include "graphics/mat44.h"
@@ -20,14 +20,6 @@
 #include "platform/text_encoding.h"
 
 namespace Tolmar {
-
-namespace {
-
-// A track vertex goes when it strays less than this share of the line's
-// length from the thinned track: far below a pixel at any sensible zoom.
-constexpr double kTrackTolerance = 1e-5;
-
-} // namespace
 
 SeismicLineRenderer::SeismicLineRenderer() { cursor.set(DBL_MAX, DBL_MAX, DBL_MAX); }
 
@@ -52,9 +44,10 @@ long SeismicLineRenderer::set_extent(double const* xs, double const* ys, int con
     ztop = top;
     zbot = bottom;
     zstep = step;
-    double length = 0;
-    for (std::size_t i = 1; i < x.size(); ++i) length += std::hypot(x[i] - x[i - 1], y[i] - y[i - 1]);
-    douglasPeucker(x, y, traces, length * kTrackTolerance, 0, indicesdp);
+    // Every trace is a vertex of the track: a tile's texture advances by
+    // vertex, so only a vertex a trace keeps each sample over its trace.
+    indicesdp.resize(x.size());
+    std::iota(indicesdp.begin(), indicesdp.end(), 0);
     shutdown_renderer_and_datasource(); // the tiles follow the new track
     return 0;
 }

@@ -95,4 +95,25 @@ TEST(LineTiles, AStraightTileSpansItsTextureAndEndsBetweenKeptVerticesInterpolat
     EXPECT_TRUE(v.empty());
 }
 
+TEST(LineTiles, WithEveryTraceAVertexEachSampleStaysOverItsTraceRoundABend)
+{
+    // The line layer keeps every trace: then the texture, which advances by
+    // vertex, lies within a trace of where each trace's samples belong.
+    auto const s = bent_line({0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
+    PlaneTiler::Tile const t = whole_tile();
+    std::vector<int> indices;
+    std::vector<vec<float, 3>> v;
+    std::vector<vec<float, 2>> tc;
+    ASSERT_TRUE(s.get_tile_geometry(t, indices, v, tc));
+    ASSERT_EQ(v.size(), 9u * 6u);
+    float const span = t.tc_max[0] - t.tc_min[0];
+    for (std::size_t gap = 0; gap < 9; ++gap) {
+        // The gap's left edge stands at trace `gap`, on the track.
+        EXPECT_EQ(v[gap * 6][0], gap <= 4 ? gap * 10.0f : 40.0f);
+        EXPECT_EQ(v[gap * 6][1], gap <= 4 ? 0.0f : (gap - 4) * 10.0f);
+        float const exact = t.tc_min[0] + span * static_cast<float>(gap) / 9;
+        EXPECT_NEAR(tc[gap * 6][0], exact, span / 9 + 1e-6f) << gap;
+    }
+}
+
 } // namespace
