@@ -1,16 +1,30 @@
 #include "foundation/StreamerManager2D.h"
 
+#include <atomic>
+
 #include "foundation/log.h"
 
 namespace Tolmar {
+
+namespace {
+
+std::atomic<StreamerManager2D*> running{nullptr};
+
+} // namespace
 
 StreamerManager2D* StreamerManager2D::get_instance()
 {
     // Its threads run until the process ends, so the manager is never torn
     // down under them.
-    static StreamerManager2D* const instance = new StreamerManager2D();
+    static StreamerManager2D* const instance = [] {
+        auto* m = new StreamerManager2D();
+        running = m;
+        return m;
+    }();
     return instance;
 }
+
+StreamerManager2D* StreamerManager2D::instance_if_running() { return running; }
 
 StreamerManager2D::StreamerManager2D()
 {

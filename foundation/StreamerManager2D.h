@@ -22,6 +22,9 @@ class StreamerManager2D {
 public:
     // Made on first use, with both threads running; never destroyed.
     static StreamerManager2D* get_instance();
+    // The manager when something has made it, else null: a view that shows
+    // no streamed raster calls the draw events without starting threads.
+    static StreamerManager2D* instance_if_running();
 
     // Puts the streamer on the "disk" thread and blocks in `opened` until
     // its source is open (true) or has failed (false: the streamer is

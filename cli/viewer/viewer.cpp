@@ -22,6 +22,7 @@
 #include "cli/viewer/script_feed.h"
 #include "cli/viewer/view_script.h"
 #include "cli/viewer/viewer_panel.h"
+#include "foundation/StreamerManager2D.h"
 #include "graphics/gl_start.h"
 #include "platform/modifier_state.h"
 
@@ -331,7 +332,11 @@ void Viewer::draw_frame()
     glClearColor(0.05f, 0.05f, 0.07f, 1);
     glClear(GL_COLOR_BUFFER_BIT);
     glDisable(GL_SCISSOR_TEST);
+    // Raster reading pauses while the view draws, as in the host.
+    auto* rasters = Tolmar::StreamerManager2D::instance_if_running();
+    if (rasters) rasters->arcmap_2d_about_to_draw();
     scene_->draw(camera_.camera(), box.width, box.height);
+    if (rasters) rasters->arcmap_2d_after_draw();
     bool const loading = scene_->loading();
     quietFrames_ = loading ? 0 : quietFrames_ + 1;
     if (quietFrames_ == 2 && firstCompleteSeconds_ < 0) firstCompleteSeconds_ = now_seconds() - startSeconds_;
