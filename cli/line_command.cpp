@@ -9,6 +9,7 @@
 #include <cfloat>
 #include <climits>
 #include <cmath>
+#include <filesystem>
 #include <iostream>
 #include <thread>
 
@@ -24,6 +25,7 @@
 #include "cli/synthetic_line.h"
 #include "graphics/headless_gl.h"
 #include "graphics/mat44.h"
+#include "platform/text_encoding.h"
 #include "segy/SEGYreader2D.h"
 
 namespace tolmar_cli {
@@ -334,6 +336,63 @@ void run_line_pick(LinePickArgs& args)
 
 } // namespace
 
+namespace {
+
+// Collects the meshes as features of a surface layer, vertices in map
+// coordinates, images named relative to the GeoPackage.
+class CurtainLayer : public Tolmar::host::ITexturedMeshWriter {
+public:
+    CurtainLayer(Tolmar::host::SpatialReferencePtr srs, std::filesystem::path base) : base_(std::move(base))
+    {
+        layer.name = "curtain";
+        layer.kind = Tolmar::host::GeometryKind::Surface;
+        layer.spatial_reference = std::move(srs);
+    }
+    bool add(V3 const& origin, std::vector<int> const& indices, std::vector<vec<float, 3>> const& vertices,
+             std::vector<vec<float, 2>> const& tex, std::wstring const& image) override
+    {
+        using Tolmar::host::FieldValue;
+        Tolmar::host::VectorFeature f;
+        std::string uv;
+        for (int i : indices) {
+            auto const k = static_cast<std::size_t>(i);
+            if (k >= vertices.size() || k >= tex.size()) return false;
+            f.points.push_back(V3{{origin[0] + vertices[k][0], origin[1] + vertices[k][1], origin[2] + vertices[k][2]}});
+            uv += (uv.empty() ? "" : " ") + json_number(tex[k][0]) + " " + json_number(tex[k][1]);
+        }
+        std::string const relative =
+            std::filesystem::path(Tolmar::platform::to_utf8(image)).lexically_relative(base_).string();
+        f.fields = {{"texture", FieldValue(relative)}, {"uv", FieldValue(uv)}};
+        layer.features.push_back(std::move(f));
+        return true;
+    }
+    Tolmar::host::VectorLayer layer;
+
+private:
+    std::filesystem::path base_;
+};
+
+} // namespace
+
+LineExportReport export_line(LineExportRequest const& a)
+{
+    refuse_existing(a.out, a.force);
+    LineData const line = load_line(a.raster, a.navigation);
+    namespace fs = std::filesystem;
+    fs::path const out(a.out);
+    fs::path const folder = out.parent_path() / (out.stem().string() + "_textures");
+    std::error_code ec;
+    fs::create_directories(folder, ec);
+    if (ec) fail(folder.string(), "cannot create the folder (" + ec.message() + ")");
+    auto layer = open_line_layer(line);
+    if (a.range.first != a.range.second) layer->set_effective_sample_range(a.range.first, a.range.second);
+    CurtainLayer curtain(line.spatialReference, out.parent_path());
+    if (layer->multipatch(curtain, Tolmar::platform::from_utf8((folder / "tile").string()), colour_table(a.colourTable)) != 0)
+        fail(a.out, "cannot write the curtain's textures into " + folder.string());
+    write_vector_layers(a.out, {curtain.layer});
+    return LineExportReport{static_cast<int>(curtain.layer.features.size()), folder.string()};
+}
+
 void add_line_command(CLI::App& app)
 {
     auto* line = app.add_subcommand("line", "2D seismic lines: make, import, draw, pick horizons");
@@ -403,6 +462,20 @@ void add_line_command(CLI::App& app)
     render->add_flag("--force", r.request.force, "Overwrite an existing PNG");
     render->add_flag("--json", r.json, "Print one JSON object");
     render->callback([] { run_line_render(r); });
+
+    auto* exp = line->add_subcommand("export", "Write a line's curtain as textured surfaces in a GeoPackage");
+    static LineExportRequest e;
+    exp->add_option("RASTER", e.raster, "The line's raster (from line import)")->required();
+    exp->add_option("--navigation", e.navigation, "The line's navigation GeoPackage")->required();
+    exp->add_option("--out", e.out, "The GeoPackage to write; the TGA textures go to a folder beside it")->required();
+    exp->add_option("--range", e.range, "Amplitudes at the colour table's ends");
+    exp->add_option("--colour-table", e.colourTable, "A named colour table or a file");
+    exp->add_flag("--force", e.force, "Overwrite an existing file");
+    exp->callback([] {
+        LineExportReport const written = export_line(e);
+        std::cout << "Wrote " << e.out << ": " << written.meshes << " textured surfaces, their images in " << written.textures
+                  << "\n";
+    });
 
     auto* pick = line->add_subcommand("pick", "Track a horizon between seeds and write it as a line feature");
     static LinePickArgs p;

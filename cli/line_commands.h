@@ -62,4 +62,21 @@ struct LinePickReport {
 
 LinePickReport pick_line(LinePickRequest const& request);
 
+struct LineExportRequest {
+    std::string raster, navigation, out, colourTable;
+    std::pair<float, float> range{}; // equal ends: the raster's range
+    bool force = false;
+};
+
+struct LineExportReport {
+    int meshes = 0;
+    std::string textures; // the folder of the TGA images
+};
+
+// The curtain as textured triangulated surfaces, a feature a tile in the
+// layer "curtain" of a new GeoPackage, each with its TGA image in a folder
+// beside it ("texture", relative to the GeoPackage) and its texture
+// coordinates ("uv": u v pairs, a vertex each, three vertices a triangle).
+LineExportReport export_line(LineExportRequest const& request);
+
 } // namespace tolmar_cli

@@ -109,6 +109,9 @@ bool write_layer(GDALDataset& ds, VectorLayer const& l, std::string* why)
 bool write_vector_layers(std::string const& path, std::vector<VectorLayer> const& layers, std::string* why)
 {
     GDALAllRegister();
+    // Failures come back through `why`; GDAL's notes (a TIN is an extension
+    // of the GeoPackage format) would only clutter the program's output.
+    CPLErrorHandlerPusher quiet(CPLQuietErrorHandler);
     CPLErrorReset();
     GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("GPKG");
     if (!driver) return fail(why, "GDAL has no GeoPackage driver");

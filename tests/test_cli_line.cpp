@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <fstream>
+#include <sstream>
 
 #include "cli/synthetic_line.h"
 #include "segy_test_util.h"
@@ -190,6 +192,33 @@ TEST_F(Line, PickingFollowsTheDippingReflectorBetweenSeedsAndWritesIt)
                              " --seed 200 400 --seed 100 400 --out " + dir->path("b.gpkg"));
     EXPECT_EQ(back.status, 1);
     EXPECT_NE(back.err.find("the seeds run backwards"), std::string::npos) << back.err;
+}
+
+TEST_F(Line, ExportWritesTheCurtainAsTexturedSurfaces)
+{
+    ASSERT_EQ(import->status, 0) << import->err;
+    std::string const out = dir->path("curtain.gpkg");
+    auto const r = tolmar("line export " + raster() + " --navigation " + navigation() + " --out " + out);
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    GDALDatasetUniquePtr ds(GDALDataset::Open(out.c_str(), GDAL_OF_VECTOR));
+    ASSERT_TRUE(ds);
+    OGRLayer* layer = ds->GetLayerByName("curtain");
+    ASSERT_TRUE(layer);
+    EXPECT_EQ(layer->GetGeomType(), wkbTINZ);
+    ASSERT_EQ(layer->GetFeatureCount(), 1); // one tile holds 240 traces of 300 samples
+    auto f = std::unique_ptr<OGRFeature>(layer->GetNextFeature());
+    // Two triangles a trace step, each vertex with its texture coordinates.
+    auto const* tin = f->GetGeometryRef()->toTriangulatedSurface();
+    EXPECT_EQ(tin->getNumGeometries(), 2 * (options.traces - 1));
+    std::istringstream uv(f->GetFieldAsString("uv"));
+    int n = 0;
+    for (double v; uv >> v;) ++n;
+    EXPECT_EQ(n, 2 * 3 * tin->getNumGeometries());
+    std::string const texture = f->GetFieldAsString("texture");
+    EXPECT_EQ(texture, "curtain_textures/tile0.tga");
+    std::ifstream image(dir->path(texture), std::ios::binary | std::ios::ate);
+    EXPECT_EQ(static_cast<long>(image.tellg()), 18 + 256 * 512 * 4); // a texture of powers of two
 }
 
 } // namespace
