@@ -152,6 +152,7 @@ void run_demo(std::string const& dir)
     curtain.navigation = lineImport.navigation;
     curtain.png = in("line.png");
     curtain.size = {900, 450};
+    curtain.exaggeration = 3; // twice as long as deep
     curtain.seeds = seeds;
     curtain.force = true;
     LineRenderReport const drawnLine = render_line(curtain);
