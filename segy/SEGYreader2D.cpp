@@ -169,9 +169,10 @@ int SEGYreader2D::analyze(Type const* types, int const* positions, int* spRange,
     std::unique_ptr<std::istream> s;
     if (!openLine(s, ranges)) return 0;
     long long const n = nTraces();
-    // Inserted traces number at most the file's: a line missing more than
-    // half its shot points is no line with gaps.
-    ShotPointRepair repair(traces, spRange[2], n);
+    // Inserted traces number at most the file's (or a few dozen in a short
+    // line): a line missing more than half its shot points is no line with
+    // gaps, and a jump beyond that is a renumbering or a garbage word.
+    ShotPointRepair repair(traces, spRange[2], std::max(n, 64LL));
     std::vector<SEGYtrace> const none;
     Selection select(spRange, none);
     for (long long i = 0; i < n; ++i) {
