@@ -9,6 +9,7 @@
 
 #include "foundation/rescale.h"
 #include "foundation/sample_decode.h"
+#include "platform/huge_pages.h"
 #include "platform/mapped_file.h"
 #include "platform/user_output.h"
 #include "segy/ShotPointRepair.h"
@@ -155,6 +156,12 @@ bool SEGYreader2D::zWindow(double z, double const* ranges, Window& w) const
     return true;
 }
 
+void SEGYreader2D::widenAmplitudes(double* ranges, SEGYtrace const& t, bool first)
+{
+    ranges[9] = first ? t.sMin() : std::min(ranges[9], static_cast<double>(t.sMin()));
+    ranges[10] = first ? t.sMax() : std::max(ranges[10], static_cast<double>(t.sMax()));
+}
+
 bool SEGYreader2D::firstTraceAgrees(int traceSamples)
 {
     if (traceSamples == nSamples_ || overruleSampleCount(traceSamples)) return true;
@@ -247,6 +254,11 @@ int SEGYreader2D::read(Type const* types, int const* positions, int* spRange, do
     // truncation could take a hair off it and with it a whole stride.
     SEGYcube cube(static_cast<int>(std::lround(step * 1000.0)), format_);
     Selection select(wanted, traces);
+    // The amplitude range decides how samples are mapped onto a narrower
+    // storage kind, so it is measured before they go to the buffer. Floats
+    // stored as floats are never mapped: their range is measured on the
+    // way into the buffer, and each trace is decoded once.
+    bool const measureFirst = headersOnly || storage(format_) != 32;
     int used = 0;
     double zLow = 0.0, zHigh = 0.0;
     long long const n = nTraces();
@@ -277,11 +289,17 @@ int SEGYreader2D::read(Type const* types, int const* positions, int* spRange, do
                                  " ms, too far from the line's other traces; narrow the z window");
             return 0;
         }
-        SEGYtrace t(h.tsn, h.sp, h.inl, h.crl, static_cast<float>(h.x), static_cast<float>(h.y), w.z, w.count);
-        readTrace(s.get(), &t, w.first, step * 1000.0);
-        ranges[9] = used == 0 ? t.sMin() : std::min(ranges[9], static_cast<double>(t.sMin()));
-        ranges[10] = used == 0 ? t.sMax() : std::max(ranges[10], static_cast<double>(t.sMax()));
-        cube.addTrace(t);
+        SEGYtrace t(h.tsn, h.sp, h.inl, h.crl, static_cast<float>(h.x), static_cast<float>(h.y), w.z, w.count,
+                    measureFirst);
+        if (measureFirst) {
+            readTrace(s.get(), &t, w.first, step * 1000.0);
+            widenAmplitudes(ranges, t, used == 0);
+        } else {
+            skipTrace(s.get());
+        }
+        // On a line the inline never changes, and a cube keeps every trace
+        // it is given until it has learnt both steps: without its samples.
+        cube.addTrace(SEGYtrace(h.tsn, h.sp, h.inl, h.crl, t.utmX(), t.utmY(), w.z, w.count, false));
         ++used;
     }
     if (used == 0) {
@@ -310,7 +328,7 @@ int SEGYreader2D::read(Type const* types, int const* positions, int* spRange, do
     s->clear();
     s->seekg(firstTraceOffset_);
     float low = 0.0f, high = 0.0f;
-    readAndCreateLine(s.get(), cube, used, wanted, ranges, types, positions, traces, low, high);
+    readAndCreateLine(s.get(), cube, used, wanted, ranges, measureFirst, types, positions, traces, low, high);
     if (low != ranges[9] || high != ranges[10]) {
         ranges[9] = round_half_away(low);
         ranges[10] = round_half_away(high);
@@ -319,7 +337,7 @@ int SEGYreader2D::read(Type const* types, int const* positions, int* spRange, do
 }
 
 void SEGYreader2D::readAndCreateLine(std::istream* s, SEGYcube const& cube, int tracesRead, int const* spRange,
-                                     double const* ranges, Type const* types, int const* positions,
+                                     double* ranges, bool measured, Type const* types, int const* positions,
                                      std::vector<SEGYtrace> const& traces, float& low, float& high)
 {
     long long const lineTraces =
@@ -330,12 +348,11 @@ void SEGYreader2D::readAndCreateLine(std::istream* s, SEGYcube const& cube, int 
     default: setScalarRange(-FLT_MAX, FLT_MAX);
     }
     double const lo = scalarMin_ + 2.0, hi = scalarMax_ - 1.0;
-    double const m = std::max(std::fabs(ranges[9]), std::fabs(ranges[10]));
+    // Not measured yet: 32-bit floats, which the rule leaves as they are.
+    double const m = measured ? std::max(std::fabs(ranges[9]), std::fabs(ranges[10])) : 0.0;
     double const scale = rescale_factor(lo, hi, m);
     bool const rescale = rescalingOn(scale);
     auto const mapped = [&](double v) { return rescale ? rescale_amplitude(v, m, scale, lo, hi) : v; };
-    low = static_cast<float>(mapped(ranges[9]));
-    high = static_cast<float>(mapped(ranges[10]));
 
     int const perTrace = cube.nSamples();
     double const step = ranges[8];
@@ -347,9 +364,13 @@ void SEGYreader2D::readAndCreateLine(std::istream* s, SEGYcube const& cube, int 
     navigation_.clear();
     try {
         // The storage kind's top value stands for missing samples.
-        amplitudes_.assign(static_cast<std::size_t>(lineTraces) * static_cast<std::size_t>(perTrace), scalarMax_);
+        std::size_t const total = static_cast<std::size_t>(lineTraces) * static_cast<std::size_t>(perTrace);
+        amplitudes_ = {};
+        amplitudes_.reserve(total);
+        platform::advise_huge_pages(amplitudes_.data(), total * sizeof(float));
+        amplitudes_.assign(total, scalarMax_);
         navigation_.reserve(static_cast<std::size_t>(lineTraces));
-    } catch (std::bad_alloc const&) {
+    } catch (std::exception const&) { // bad_alloc, or a length beyond the vector's
         amplitudes_ = {};
         tellUser(kTitle, "A line of " + std::to_string(lineTraces) + " traces of " + std::to_string(perTrace) +
                              " samples does not fit in memory");
@@ -358,6 +379,7 @@ void SEGYreader2D::readAndCreateLine(std::istream* s, SEGYcube const& cube, int 
 
     Selection select(spRange, traces);
     long long placed = 0;
+    bool anyRead = false;
     long long const n = nTraces();
     for (long long i = 0; i < n && placed < lineTraces; ++i) {
         Header h;
@@ -377,11 +399,14 @@ void SEGYreader2D::readAndCreateLine(std::istream* s, SEGYcube const& cube, int 
         select.relabel(h);
         SEGYtrace t(h.tsn, h.sp, h.inl, h.crl, static_cast<float>(h.x), static_cast<float>(h.y), w.z, w.count);
         if (readTrace(s, &t, w.first, step * 1000.0)) {
-            float* block = amplitudes_.data() + placed * perTrace;
+            if (!measured) widenAmplitudes(ranges, t, !anyRead);
+            anyRead = true;
             long long const at = std::llround((w.z - cube.zStart()) / step);
-            long long const count = std::min<long long>(static_cast<long long>(t.size()), perTrace - at);
-            for (long long k = 0; at >= 0 && k < count; ++k)
-                block[at + k] = static_cast<float>(mapped(t.samples()[static_cast<std::size_t>(k)]));
+            long long const count = at < 0 ? 0 : std::min<long long>(static_cast<long long>(t.size()), perTrace - at);
+            float const* from = t.samples().data();
+            float* to = amplitudes_.data() + placed * perTrace + at;
+            std::copy(from, from + count, to);
+            if (rescale) rescale_samples(to, static_cast<std::size_t>(count), m, scale, lo, hi);
         } else {
             platform::user_output("Cannot read trace " + std::to_string(i + 1));
             s->clear();
@@ -392,6 +417,8 @@ void SEGYreader2D::readAndCreateLine(std::istream* s, SEGYcube const& cube, int 
     }
     amplitudes_.resize(static_cast<std::size_t>(placed) * static_cast<std::size_t>(perTrace));
     nTracesUsed_ = static_cast<int>(placed);
+    low = static_cast<float>(mapped(ranges[9]));
+    high = static_cast<float>(mapped(ranges[10]));
 }
 
 } // namespace Tolmar
