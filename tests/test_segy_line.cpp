@@ -36,7 +36,10 @@ std::vector<Shot> onTrack(std::vector<int> const& sps)
     return shots;
 }
 
-float amplitude(int trace, int k) { return std::sin(0.3f * static_cast<float>(k) + static_cast<float>(trace)) * 100.0f * static_cast<float>(1 + k % 5); }
+float amplitude(int trace, int k)
+{
+    return std::sin(0.3f * static_cast<float>(k) + static_cast<float>(trace)) * 100.0f * static_cast<float>(1 + k % 5);
+}
 
 constexpr int kSamples = 40;
 
@@ -54,10 +57,14 @@ std::string writeLine(ScratchDir const& dir, std::vector<Shot> const& shots, int
     for (int t = 0; t < static_cast<int>(shots.size()); ++t) {
         for (int k = 0; k < kSamples; ++k) samples[k] = amplitude(t, k);
         Shot const& s = shots[t];
-        EXPECT_TRUE(w.writeTrace({{1, SEGYreader::Integer32, 0}, {17, SEGYreader::Integer32, double(s.sp)},
-                                  {189, SEGYreader::Integer32, 1}, {193, SEGYreader::Integer32, 1000.0 + t},
-                                  {71, SEGYreader::Integer16, double(scaler)}, {181, SEGYreader::Integer32, s.x * mul},
-                                  {185, SEGYreader::Integer32, s.y * mul}, {109, SEGYreader::Integer16, double(s.delay)}},
+        EXPECT_TRUE(w.writeTrace({{1, SEGYreader::Integer32, 0},
+                                  {17, SEGYreader::Integer32, double(s.sp)},
+                                  {189, SEGYreader::Integer32, 1},
+                                  {193, SEGYreader::Integer32, 1000.0 + t},
+                                  {71, SEGYreader::Integer16, double(scaler)},
+                                  {181, SEGYreader::Integer32, s.x * mul},
+                                  {185, SEGYreader::Integer32, s.y * mul},
+                                  {109, SEGYreader::Integer16, double(s.delay)}},
                                  samples));
     }
     EXPECT_TRUE(w.close());
@@ -214,11 +221,13 @@ TEST(SegyLine, LineWrittenBySegyio)
     ScratchDir dir;
     std::vector<int> const file{200, 201, 201, 202, 206, 207, 207, 207, 215, 216};
     std::vector<int> const line{200, 201, 202, 203, 204, 205, 206, 207, 208, 209, 210, 211, 212, 213, 214, 215, 216};
-    std::vector<int> const source{0, 2, 3, -1, -1, -1, 4, 6, -1, -1, -1, -1, -1, -1, -1, 8, 9}; // file trace or inserted
+    // The file trace at each trace of the line, -1 where one is inserted.
+    std::vector<int> const source{0, 2, 3, -1, -1, -1, 4, 6, -1, -1, -1, -1, -1, -1, -1, 8, 9};
     {
         std::ofstream d(dir.path("line.txt"));
         d << kSamples << " 2000 -10\n";
-        for (int sp : file) d << sp << ' ' << std::lround(trackX(sp) * 10) << ' ' << std::lround(trackY(sp) * 10) << '\n';
+        for (int sp : file)
+            d << sp << ' ' << std::lround(trackX(sp) * 10) << ' ' << std::lround(trackY(sp) * 10) << '\n';
     }
     ASSERT_EQ(runOracle("segyio_line.py", {dir.path("line.txt"), dir.path("line.sgy"), dir.path("line.f32")}), 0);
     auto const bytes = readFile(dir.path("line.f32"));
@@ -238,8 +247,8 @@ TEST(SegyLine, LineWrittenBySegyio)
         EXPECT_NEAR(ibm.navigation()[i].first.second, trackY(line[i]), 1e-6);
         for (int k = 0; k < kSamples; ++k) {
             float const got = ibm.amplitudes()[i * kSamples + k];
-            float const want = source[i] < 0 ? FLT_MAX
-                                             : Tolmar::bits_float(Tolmar::load_u32(&bytes[(source[i] * kSamples + k) * 4], true));
+            std::size_t const at = static_cast<std::size_t>(source[i] * kSamples + k) * 4;
+            float const want = source[i] < 0 ? FLT_MAX : Tolmar::bits_float(Tolmar::load_u32(&bytes[at], true));
             ASSERT_EQ(got, want) << "sample " << k;
         }
     }
