@@ -21,8 +21,8 @@ bool SEGYreader2D::openLine(std::unique_ptr<std::istream>& s, double* ranges)
     if (!*s) return false;
     skipEBCDICheader(s.get());
     if (!readReelHeader(s.get()) || !*s) return false;
-    if (nSamples_ < 1 || !(sampleRate_ >= 1.0)) {
-        tellUser(kLineImportTitle, "The reel header gives no samples per trace or no sample interval");
+    if (nSamples_ < 1 || !(sampleRate_ >= 1.0 && sampleRate_ <= 1e6)) {
+        tellUser(kLineImportTitle, "No samples per trace, or a sample interval outside 1 microsecond to 1 second");
         return false;
     }
     // A step longer than a trace takes its first sample only; the cube
