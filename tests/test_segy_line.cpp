@@ -97,12 +97,6 @@ struct Line {
     float at(int trace, int k) const { return r.amplitudes()[static_cast<std::size_t>(trace * r.nSamplesUsed() + k)]; }
 };
 
-// Trace `fileTrace` of the file stands at `lineTrace` of the line, sample for sample.
-void expectTrace(Line const& l, int lineTrace, int fileTrace)
-{
-    for (int k = 0; k < kSamples; ++k) ASSERT_EQ(l.at(lineTrace, k), amplitude(fileTrace, k)) << "sample " << k;
-}
-
 void expectUndefined(Line const& l, int lineTrace, float undef)
 {
     for (int k = 0; k < l.r.nSamplesUsed(); ++k) ASSERT_EQ(l.at(lineTrace, k), undef) << "sample " << k;
@@ -139,7 +133,7 @@ TEST(SegyLine, RunsOfEqualShotPointsLeaveTheirMiddleTrace)
     ASSERT_EQ(l.r.amplitudes().size(), 4u * kSamples);
     for (int i = 0; i < 4; ++i) {
         EXPECT_EQ(l.r.navigation()[i].first.first, 1000.0 + kept[i] - 1);
-        expectTrace(l, i, kept[i] - 1);
+        for (int k = 0; k < kSamples; ++k) ASSERT_EQ(l.at(i, k), amplitude(kept[i] - 1, k));
     }
 }
 
@@ -185,34 +179,40 @@ TEST(SegyLine, GapsAreFilledEvenlyBetweenTheirNeighbours)
     }
 }
 
-TEST(SegyLine, ScaledCoordinatesAndTheRawNavigation)
+// The track of every trace as the file has it, then the ranges of the
+// repaired line without its samples, under both kinds of coordinate scaler.
+TEST(SegyLine, TheTrackAndTheRangesWithoutTheSamples)
 {
     ScratchDir dir;
     for (int scaler : {-100, 10}) {
         SCOPED_TRACE("scaler " + std::to_string(scaler));
-        std::vector<Shot> shots = onTrack({7, 8, 8, 9});
-        if (scaler > 0)
-            for (Shot& s : shots) s.x = std::round(s.x / 10) * 10, s.y = std::round(s.y / 10) * 10;
+        std::vector<Shot> shots = onTrack({7, 8, 8, 10});
+        for (Shot& s : shots) s.x = std::round(s.x / 10) * 10; // whole words under either scaler
         shots[2].delay = 8;
-        SEGYreader2D r;
-        r.setFile(writeLine(dir, shots, scaler));
-        int sp[9] = {};
-        double ranges[13] = {};
-        Layout const l;
-        ASSERT_EQ(r.readNavigation(l.types, l.positions, sp, ranges), 1);
-        ASSERT_EQ(r.navigation().size(), 4u);
+        Line l(writeLine(dir, shots, scaler));
+        ASSERT_EQ(l.r.readNavigation(l.layout.types, l.layout.positions, l.sp, l.ranges), 1);
+        ASSERT_EQ(l.r.navigation().size(), 4u);
         for (std::size_t i = 0; i < 4; ++i) {
-            EXPECT_DOUBLE_EQ(r.navigation()[i].first.first, shots[i].x);
-            EXPECT_DOUBLE_EQ(r.navigation()[i].first.second, shots[i].y);
+            EXPECT_EQ(l.r.navigation()[i].first, std::make_pair(shots[i].x, shots[i].y));
+            EXPECT_EQ(l.r.navigation()[i].second, shots[i].sp);
         }
-        EXPECT_EQ(sp[0], 7);
-        EXPECT_EQ(sp[1], 9);
-        EXPECT_DOUBLE_EQ(ranges[0], shots[0].x);
-        EXPECT_DOUBLE_EQ(ranges[1], shots[3].x);
-        EXPECT_DOUBLE_EQ(ranges[2], shots[3].y);
-        EXPECT_DOUBLE_EQ(ranges[3], shots[0].y);
-        EXPECT_EQ(ranges[6], 0.0);
-        EXPECT_EQ(ranges[7], 8.0 + 4.0 * (kSamples - 1));
+        std::vector<double> const xy{shots[0].x, shots[3].x, shots[3].y, shots[0].y};
+        EXPECT_EQ(std::vector<double>(l.ranges, l.ranges + 4), xy);
+        EXPECT_EQ(l.ranges[7], 8.0 + 4.0 * (kSamples - 1)); // the delayed trace's end
+
+        l.sp[0] = 0, l.sp[1] = 100, l.ranges[6] = 0, l.ranges[7] = 1000;
+        ASSERT_EQ(l.import(1, true).read, 1);
+        EXPECT_TRUE(l.r.amplitudes().empty());
+        // The run of 8 keeps the delayed trace: crosslines 1000, 1002 and 1003, the step learnt from the first two.
+        EXPECT_EQ(std::vector<int>(l.sp, l.sp + 9), (std::vector<int>{7, 10, 1, 1, 1, 0, 1000, 1003, 2}));
+        EXPECT_EQ(l.ranges[7], 8.0 + 4.0 * (kSamples - 1));
+        EXPECT_EQ(l.ranges[0], shots[0].x);
+        EXPECT_EQ(l.ranges[8], 4.0);
+        float lo = FLT_MAX, hi = -FLT_MAX;
+        for (int t : {0, 2, 3})
+            for (int k = 0; k < kSamples; ++k) lo = std::min(lo, amplitude(t, k)), hi = std::max(hi, amplitude(t, k));
+        EXPECT_EQ(l.ranges[9], lo);
+        EXPECT_EQ(l.ranges[10], hi);
     }
 }
 
@@ -266,30 +266,6 @@ TEST(SegyLine, ShotPointsBeyondFiveDigitsAreNamedAndStillRead)
     EXPECT_EQ(l.shotPoints(), (std::vector<int>{100000, 100001, 100002, 100003}));
 }
 
-TEST(SegyLine, HeadersOnlyFillsTheRangesAndLeavesTheAmplitudesEmpty)
-{
-    ScratchDir dir;
-    Line l(writeLine(dir, onTrack({3, 4, 5, 6})));
-    l.import(1, true);
-    ASSERT_EQ(l.read, 1);
-    EXPECT_TRUE(l.r.amplitudes().empty());
-    EXPECT_EQ(l.sp[0], 3);
-    EXPECT_EQ(l.sp[1], 6);
-    EXPECT_EQ(l.sp[6], 1000); // crosslines 1000 to 1003, step 1
-    EXPECT_EQ(l.sp[7], 1003);
-    EXPECT_EQ(l.sp[8], 1);
-    EXPECT_DOUBLE_EQ(l.ranges[0], trackX(3));
-    EXPECT_DOUBLE_EQ(l.ranges[1], trackX(6));
-    EXPECT_EQ(l.ranges[6], 0.0);
-    EXPECT_EQ(l.ranges[7], 4.0 * (kSamples - 1));
-    EXPECT_EQ(l.ranges[8], 4.0);
-    float lo = FLT_MAX, hi = -FLT_MAX;
-    for (int t = 0; t < 4; ++t)
-        for (int k = 0; k < kSamples; ++k) lo = std::min(lo, amplitude(t, k)), hi = std::max(hi, amplitude(t, k));
-    EXPECT_EQ(l.ranges[9], lo);
-    EXPECT_EQ(l.ranges[10], hi);
-}
-
 TEST(SegyLine, NarrowStorageMapsAmplitudesAndMarksInsertedTraces)
 {
     ScratchDir dir;
@@ -338,52 +314,42 @@ TEST(SegyLine, TheZWindowLinesUpTracesOfDifferentDelays)
 TEST(SegyLine, BadInputIsRefusedOrReadAsFarAsItGoes)
 {
     ScratchDir dir;
-    Layout const lay;
-    auto const all = [&](std::string const& path, int& analyzed, int& navigated, int& read) {
-        SEGYreader2D r;
-        r.setFile(path);
-        int sp[9] = {-2147483647, 2147483647, 1};
-        double ranges[13] = {0, 0, 0, 0, 0, 0, -1e9, 1e9, 0};
-        std::vector<SEGYtrace> list;
-        analyzed = r.analyze(lay.types, lay.positions, sp, ranges, list);
-        EXPECT_LE(list.size(), 2 * static_cast<std::size_t>(r.nTraces()));
-        read = r.read(lay.types, lay.positions, sp, ranges, list, false);
-        navigated = r.readNavigation(lay.types, lay.positions, sp, ranges);
-        return r.nTracesUsed();
+    // What analyze, readNavigation and read answer, and the traces read.
+    auto const results = [](std::string const& path) {
+        Line l(path);
+        l.sp[0] = -2147483647, l.sp[1] = 2147483647, l.ranges[6] = -1e9, l.ranges[7] = 1e9;
+        l.import();
+        EXPECT_LE(l.list.size(), 2 * static_cast<std::size_t>(l.r.nTraces()));
+        int const navigated = l.r.readNavigation(l.layout.types, l.layout.positions, l.sp, l.ranges);
+        return std::vector<int>{l.analyzed, navigated, l.read, l.r.nTracesUsed()};
     };
-    int a = 0, n = 0, rd = 0;
     std::string const path = writeLine(dir, onTrack({1, 2, 3, 4}));
     auto const whole = readFile(path);
+    auto const cut = [&](std::size_t bytes) {
+        writeFile(path, std::vector<char>(whole.begin(), whole.begin() + static_cast<long>(bytes)));
+    };
 
-    // Shorter than the headers: nothing to read. Headers alone: a line of no traces.
-    writeFile(path, std::vector<char>(whole.begin(), whole.begin() + 1000));
-    all(path, a, n, rd);
-    EXPECT_EQ(a + n + rd, 0);
-    writeFile(path, std::vector<char>(whole.begin(), whole.begin() + 3600));
-    all(path, a, n, rd);
-    EXPECT_EQ(a, 1);
-    EXPECT_EQ(n, 1);
-    EXPECT_EQ(rd, 0);
-    // A last trace cut short is left out.
-    writeFile(path, std::vector<char>(whole.begin(), whole.end() - 50));
-    EXPECT_EQ(all(path, a, n, rd), 3);
+    // Shorter than the headers; the headers alone; a last trace cut short.
+    cut(1000);
+    EXPECT_EQ(results(path), (std::vector<int>{0, 0, 0, 0}));
+    cut(3600);
+    EXPECT_EQ(results(path), (std::vector<int>{1, 1, 0, 0}));
+    cut(whole.size() - 50);
+    EXPECT_EQ(results(path), (std::vector<int>{1, 1, 1, 3}));
 
     // Shot points that leap across the whole int range fill no gap.
     writeLine(dir, onTrack({-2147483647, 2147483647, 0, 2147483647, 5}));
     Said said;
-    EXPECT_EQ(all(path, a, n, rd), 5);
-    EXPECT_EQ(a + n + rd, 3);
+    EXPECT_EQ(results(path), (std::vector<int>{1, 1, 1, 5}));
 
     // A trace starting far from the others; a trace header disagreeing with the reel header.
+    Survey sv;
+    sv.samples = kSamples;
+    sv.format = 5;
     for (int word : {109, 115}) {
         writeLine(dir, onTrack({1, 2, 3}));
-        Survey sv;
-        sv.samples = kSamples;
-        sv.format = 5;
         patchTraceWord(path, sv, word == 109 ? 1 : 0, word, 2, 30000);
-        all(path, a, n, rd);
-        EXPECT_EQ(a + n, 2);
-        EXPECT_EQ(rd, 0);
+        EXPECT_EQ(results(path), (std::vector<int>{1, 1, 0, 0}));
     }
     EXPECT_TRUE(said.has("# of samples in reel header (40) does not match # of samples in trace header: 30000"));
 }
