@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "bench_data.h"
+#include "segy/SEGYcoding.h"
 #include "segy/SEGYreader2D.h"
 #include "segy/SEGYwriter.h"
 
@@ -21,12 +22,6 @@ using Tolmar::SEGYreader;
 
 std::string gLine = "/tmp/tolmar_bench/line_20000x3000_ibm.sgy";
 int gTraces = 20000, gSamples = 3000;
-
-constexpr int kPositions[SEGYreader::SlotCount] = {17, 189, 193, 71, 181, 185, 109, 69, 41};
-constexpr SEGYreader::Type kTypes[SEGYreader::SlotCount] = {
-    SEGYreader::Integer32, SEGYreader::Integer32, SEGYreader::Integer32, SEGYreader::Integer16,
-    SEGYreader::Integer32, SEGYreader::Integer32, SEGYreader::Integer16, SEGYreader::Integer16,
-    SEGYreader::Integer32};
 
 bool makeLine(std::string const& path)
 {
@@ -58,6 +53,9 @@ bool makeLine(std::string const& path)
 // analyze, then read as a whole (headersOnly false) or only the ranges.
 void importLine(benchmark::State& state, bool headersOnly)
 {
+    SEGYreader::Type types[SEGYreader::SlotCount];
+    int positions[SEGYreader::SlotCount];
+    Tolmar::SEGYHeaderPositions().fill(types, positions);
     long long traces = 0;
     for (auto _ : state) {
         Tolmar::SEGYreader2D r;
@@ -67,8 +65,8 @@ void importLine(benchmark::State& state, bool headersOnly)
         int sp[9] = {-2147483647, 2147483647, 1};
         double ranges[13] = {0, 0, 0, 0, 0, 0, 0, 1e9, 0};
         std::vector<Tolmar::SEGYtrace> list;
-        if (r.analyze(kTypes, kPositions, sp, ranges, list) != 1 ||
-            r.read(kTypes, kPositions, sp, ranges, list, headersOnly) != 1)
+        if (r.analyze(types, positions, sp, ranges, list) != 1 ||
+            r.read(types, positions, sp, ranges, list, headersOnly) != 1)
             state.SkipWithError("import failed");
         traces = static_cast<long long>(list.size());
         benchmark::DoNotOptimize(r.amplitudes().data());
