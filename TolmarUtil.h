@@ -45,6 +45,7 @@
 #include "platform/debug_stream.h"
 #include "platform/last_error.h"
 #include "platform/file_identity.h"
+#include "platform/huge_pages.h"
 #include "platform/mapped_file.h"
 #include "platform/text_encoding.h"
 #include "platform/modifier_state.h"

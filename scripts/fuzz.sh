@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Fuzzes the file readers with libFuzzer: the SEG-Y reader and scan, the
-# index reader and the brick reader.
+# Fuzzes the file readers with libFuzzer: the SEG-Y reader and scan, the 2D
+# line reader, the index reader and the brick reader.
 #   scripts/fuzz.sh [SECONDS_PER_TARGET] [TARGET...]
 # Builds the targets in $FUZZ_BUILD_DIR (build-fuzz unless set; configured
 # with clang, AddressSanitizer and UBSan when it is new), makes a seed corpus
@@ -13,7 +13,7 @@ cd "$(dirname "$0")/.."
 SECONDS_EACH="${1:-60}"
 shift || true
 TARGETS=("$@")
-[ ${#TARGETS[@]} -gt 0 ] || TARGETS=(fuzz_segy_scan fuzz_index fuzz_bricks fuzz_variant_stream fuzz_colour_file)
+[ ${#TARGETS[@]} -gt 0 ] || TARGETS=(fuzz_segy_scan fuzz_segy_line fuzz_index fuzz_bricks fuzz_variant_stream fuzz_colour_file)
 
 bash scripts/setup-deps.sh
 B="${FUZZ_BUILD_DIR:-build-fuzz}"
@@ -21,20 +21,20 @@ if [ ! -f "$B/CMakeCache.txt" ]; then
   CC=clang CXX=clang++ cmake -S . -B "$B" -G Ninja -DTOLMAR_FUZZ=ON -DTOLMAR_BUILD_TESTS=OFF \
     -DTOLMAR_BUILD_BENCH=OFF >/dev/null
 fi
-cmake --build "$B" -j"${JOBS:-2}" --target tolmar make_seeds fuzz_segy_scan fuzz_index fuzz_bricks fuzz_variant_stream \
-  fuzz_colour_file
+cmake --build "$B" -j"${JOBS:-2}" --target tolmar make_seeds fuzz_segy_scan fuzz_segy_line fuzz_index fuzz_bricks \
+  fuzz_variant_stream fuzz_colour_file
 
-# Seeds: small surveys in every sample format and both byte orders, an index
-# and small brick files. The index target reads its indexes against
-# seeds/base.sgy.
+# Seeds: small surveys in every sample format and both byte orders, small 2D
+# lines, an index and small brick files. The index target reads its indexes
+# against seeds/base.sgy.
 SEEDS="$B/seeds"
 rm -rf "$SEEDS"
-mkdir -p "$SEEDS"/{segy,index,bricks,variant,colour} "$B/corpus" "$B/findings"
+mkdir -p "$SEEDS"/{segy,line,index,bricks,variant,colour} "$B/corpus" "$B/findings"
 export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=0}"
 T="$B/tolmar"
 "$T" synth "$SEEDS/base.sgy" --inlines 6 --crosslines 5 --samples 20 --format ieee >/dev/null
 "$T" import "$SEEDS/base.sgy" --index "$SEEDS/base.idx" >/dev/null
-"$B/tests/fuzz/make_seeds" "$SEEDS/base.idx" "$SEEDS/index/base.idx" "$SEEDS/bricks" "$SEEDS/variant"
+"$B/tests/fuzz/make_seeds" "$SEEDS/base.idx" "$SEEDS/index/base.idx" "$SEEDS/bricks" "$SEEDS/variant" "$SEEDS/line"
 n=0
 for format in ibm ieee int32 int16 int8; do
   for order in big little; do
@@ -54,7 +54,8 @@ export TOLMAR_FUZZ_SEGY="$PWD/$SEEDS/base.sgy"
 # fsync: on a memory file system that costs nothing.
 [ -d /dev/shm ] && [ -w /dev/shm ] && export TMPDIR=/dev/shm
 
-declare -A SEED_DIR=([fuzz_segy_scan]=segy [fuzz_index]=index [fuzz_bricks]=bricks [fuzz_variant_stream]=variant [fuzz_colour_file]=colour)
+declare -A SEED_DIR=([fuzz_segy_scan]=segy [fuzz_segy_line]=line [fuzz_index]=index [fuzz_bricks]=bricks [fuzz_variant_stream]=variant
+  [fuzz_colour_file]=colour)
 for t in "${TARGETS[@]}"; do
   corpus="$B/corpus/$t"
   mkdir -p "$corpus"

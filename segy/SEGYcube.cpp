@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cfloat>
+#include <climits>
 #include <cstdlib>
 
 namespace Tolmar {
@@ -47,7 +48,9 @@ void SEGYcube::addTrace(SEGYtrace const& t)
     auto learnStep = [&](int& step, double& xSlope, double& ySlope, int (SEGYtrace::*number)() const) {
         if (step != 0 || traces_.size() < 2) return;
         SEGYtrace const& first = traces_.front();
-        step = (t.*number)() - (traces_[traces_.size() - 2].*number)();
+        // Garbage header numbers can lie further apart than an int reaches.
+        long long const d = static_cast<long long>((t.*number)()) - (traces_[traces_.size() - 2].*number)();
+        step = static_cast<int>(std::clamp<long long>(d, -INT_MAX, INT_MAX));
         if (step != 0) {
             xSlope = (x - first.utmX()) / step;
             ySlope = (y - first.utmY()) / step;

@@ -69,8 +69,9 @@ private:
     bool readHeader(std::istream* s, Type const* types, int const* positions, Header& h);
     bool zWindow(double z, double const* ranges, Window& w) const;
     bool firstTraceAgrees(int traceSamples);
+    static void widenAmplitudes(double* ranges, SEGYtrace const& t, bool first);
     void readAndCreateLine(std::istream* s, SEGYcube const& cube, int tracesRead, int const* spRange,
-                           double const* ranges, Type const* types, int const* positions,
+                           double* ranges, bool measured, Type const* types, int const* positions,
                            std::vector<SEGYtrace> const& traces, float& low, float& high);
 
     int nTracesUsed_ = 0;

@@ -35,7 +35,10 @@ void ShotPointRepair::closeRun()
 {
     SEGYtrace const kept = run_[run_.size() / 2];
     run_.clear();
-    if (!out_.empty()) fillGap(out_.back(), kept);
+    if (!out_.empty()) {
+        SEGYtrace const previous = out_.back(); // out_ grows under the gap's fill
+        fillGap(previous, kept);
+    }
     out_.push_back(kept);
 }
 
@@ -45,8 +48,6 @@ void ShotPointRepair::fillGap(SEGYtrace const& from, SEGYtrace const& to)
     long long const missing = (std::llabs(jump) - 1) / step_;
     if (missing < 1) return;
     if (missing > insertsLeft_) {
-        // More traces than the file holds: a renumbered line or a garbage
-        // word, not a gap to fill.
         if (!tooFarTold_) {
             platform::user_output("SEG-Y 2D import");
             platform::user_output("SP jumps from " + std::to_string(from.sP()) + " to " + std::to_string(to.sP()) +

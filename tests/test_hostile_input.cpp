@@ -18,6 +18,7 @@
 #include "foundation/Streamer3DGridReader.h"
 #include "platform/last_error.h"
 #include "platform/user_output.h"
+#include "segy/SEGYcube.h"
 #include "segy/SEGYreader3D.h"
 #include "segy/Seismic3DTraceReader.h"
 #include "segy_test_util.h"
@@ -255,6 +256,16 @@ TEST_F(HostileInput, LineSpansBeyondAnIntAreCountedWide)
     Tolmar::Seismic3DTraceReader cube(path, dir->path("wide.idx"));
     EXPECT_FALSE(cube.valid());
     EXPECT_NE(cube.error().find("spans more than"), std::string::npos) << cube.error();
+}
+
+// Two garbage crossline numbers of a 2D line, further apart than an int reaches.
+TEST_F(HostileInput, CubeStepsBeyondAnIntSaturate)
+{
+    Tolmar::SEGYcube cube(4000, 1);
+    cube.addTrace(Tolmar::SEGYtrace(1, 0, 7, -1677721600, 0.0f, 0.0f, 0.0, 10));
+    cube.addTrace(Tolmar::SEGYtrace(2, 0, 7, 939524096, 10.0f, 0.0f, 0.0, 10));
+    cube.setBbox();
+    EXPECT_EQ(cube.crlineStep(), INT_MAX);
 }
 
 // An embedding program reads why an open or a scan failed from the calling

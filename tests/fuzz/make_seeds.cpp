@@ -2,8 +2,9 @@
 // survey with a 16-bin histogram in place of 65536 (whose half megabyte
 // would be cut by the fuzzer's input limit), and brick cubes of a few small
 // bricks in three element types, some bricks undefined; and a saved
-// document's values in both forms the variant-stream target takes.
-//   make_seeds INDEX_IN INDEX_OUT BRICKS_DIR VARIANT_DIR
+// document's values in both forms the variant-stream target takes; and 2D
+// lines whose shot points repeat, jump and fall, for the line reader.
+//   make_seeds INDEX_IN INDEX_OUT BRICKS_DIR VARIANT_DIR LINES_DIR
 
 #include <cstdint>
 #include <cstdio>
@@ -14,6 +15,7 @@
 #include "foundation/CompressedIndex.h"
 #include "foundation/Streamer3DGridLowLevelWriter.h"
 #include "host/FileVariantStream.h"
+#include "segy/SEGYwriter.h"
 
 namespace {
 
@@ -87,12 +89,50 @@ bool write_documents(std::string const& dir)
            save("values", 1, bytes.data() + 8, bytes.data() + bytes.size() - 4);
 }
 
+// Small lines in four sample formats and both byte orders.
+bool write_lines(std::string const& dir)
+{
+    using Tolmar::SEGYreader;
+    struct Seed {
+        char const* name;
+        int format;
+        bool ibm, little;
+        std::vector<int> sps;
+    };
+    Seed const seeds[] = {{"ibm_repeats.sgy", 1, true, false, {1, 2, 2, 3, 3, 3, 4, 8, 9}},
+                          {"ieee_falling.sgy", 5, false, true, {50, 49, 49, 45, 44, 40}},
+                          {"int16_jump.sgy", 3, false, false, {100000, 100001, 100005}},
+                          {"int8_step.sgy", 8, false, true, {10, 11, 12, 13, 18, 19, 20}}};
+    for (Seed const& seed : seeds) {
+        Tolmar::SEGYwriter w;
+        w.setFormat(seed.format);
+        w.setIbmFloat(seed.ibm);
+        w.setLittleEndian(seed.little);
+        w.setSampleCount(8);
+        if (!w.open(dir + "/" + seed.name)) return false;
+        std::vector<float> samples(8);
+        for (std::size_t t = 0; t < seed.sps.size(); ++t) {
+            for (std::size_t k = 0; k < samples.size(); ++k) samples[k] = static_cast<float>((t * 5 + k * 3) % 11) - 5.0f;
+            double const sp = seed.sps[t];
+            if (!w.writeTrace({{17, SEGYreader::Integer32, sp},
+                               {71, SEGYreader::Integer16, -10},
+                               {181, SEGYreader::Integer32, 4000000.0 + 250.0 * sp},
+                               {185, SEGYreader::Integer32, 60000000.0 - 100.0 * sp},
+                               {109, SEGYreader::Integer16, t == 2 ? 8.0 : 0.0}},
+                              samples))
+                return false;
+        }
+        if (!w.close()) return false;
+    }
+    return true;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
-    if (argc != 5) {
-        std::fprintf(stderr, "usage: make_seeds INDEX_IN INDEX_OUT BRICKS_DIR VARIANT_DIR\n");
+    if (argc != 6) {
+        std::fprintf(stderr, "usage: make_seeds INDEX_IN INDEX_OUT BRICKS_DIR VARIANT_DIR LINES_DIR\n");
         return 2;
     }
     Tolmar::CompressedIndex index;
@@ -101,7 +141,7 @@ int main(int argc, char** argv)
     if (!index.write(argv[2])) return 1;
     std::string const dir = argv[3];
     using T = Tolmar::Info3DGrid;
-    return write_documents(argv[4]) && write_cube(dir + "/int8.tmf", T::INT8) && write_cube(dir + "/int16.tmf", T::INT16) &&
+    return write_documents(argv[4]) && write_lines(argv[5]) && write_cube(dir + "/int8.tmf", T::INT8) && write_cube(dir + "/int16.tmf", T::INT16) &&
                    write_cube(dir + "/float.tmf", T::FLOAT)
                ? 0
                : 1;
