@@ -85,17 +85,19 @@ LineImportReport import_line(LineImportRequest& a)
     creation.nodata = FLT_MAX;
     creation.replace = a.force;
     auto raster = create_raster(creation);
-    constexpr int kBlock = 256;
+    // Whole rows a few at a time, so that the file's strips are written
+    // once each, in order.
+    constexpr int kRows = 16;
     std::vector<float> block;
     std::string why;
-    for (int first = 0; first < traces; first += kBlock) {
-        int const n = std::min(kBlock, traces - first);
-        block.resize(static_cast<std::size_t>(n) * samples);
-        for (int t = 0; t < n; ++t)
-            for (int s = 0; s < samples; ++s)
-                block[static_cast<std::size_t>(s) * n + t] =
-                    amplitudes[static_cast<std::size_t>(first + t) * samples + s];
-        if (!raster->write(0, first, 0, n, samples, block.data(), &why)) fail(a.raster, why);
+    for (int first = 0; first < samples; first += kRows) {
+        int const n = std::min(kRows, samples - first);
+        block.resize(static_cast<std::size_t>(n) * traces);
+        for (int t = 0; t < traces; ++t) {
+            float const* from = amplitudes.data() + static_cast<std::size_t>(t) * samples + first;
+            for (int r = 0; r < n; ++r) block[static_cast<std::size_t>(r) * traces + t] = from[r];
+        }
+        if (!raster->write(0, 0, first, traces, n, block.data(), &why)) fail(a.raster, why);
     }
     if (!raster->finish(&why)) fail(a.raster, why);
 
