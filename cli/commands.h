@@ -27,6 +27,7 @@ void add_view_command(CLI::App& app);
 void add_line_command(CLI::App& app);
 void add_histogram_command(CLI::App& app);
 void add_raster_command(CLI::App& app);
+void add_terrain_command(CLI::App& app);
 
 // The text listing of a scanned survey.
 void print_scan(std::ostream& out, Tolmar::SEGYreader3D const& reader, bool full);

@@ -44,6 +44,12 @@ Tolmar::host::SpatialReferencePtr spatial_reference_option(std::string const& te
     return ref;
 }
 
+void install_raster_source_opener()
+{
+    static bool const installed = entry<bool (*)()>("tolmar_install_raster_source_opener")();
+    if (!installed) fail("libTolmarGdal", "cannot install its raster opener");
+}
+
 Tolmar::host::RasterDatasetPtr open_raster(std::string const& path)
 {
     Tolmar::host::RasterDatasetPtr dataset;

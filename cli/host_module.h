@@ -18,6 +18,8 @@ namespace tolmar_cli {
 // empty text (unknown). Fails with one line naming `option` otherwise.
 Tolmar::host::SpatialReferencePtr spatial_reference_option(std::string const& text, std::string const& option);
 
+// Lets the library's streaming readers open rasters through GDAL.
+void install_raster_source_opener();
 // A raster by path; fails with one line.
 Tolmar::host::RasterDatasetPtr open_raster(std::string const& path);
 // A raster being written; fails with one line.

@@ -31,6 +31,7 @@ int main(int argc, char** argv)
     tolmar_cli::add_line_command(app);
     tolmar_cli::add_histogram_command(app);
     tolmar_cli::add_raster_command(app);
+    tolmar_cli::add_terrain_command(app);
     tolmar_cli::add_demo_command(app);
     // Commands run inside parse(); whatever they throw ends here as one line.
     try {

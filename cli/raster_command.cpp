@@ -12,6 +12,7 @@
 #include "cli/commands.h"
 #include "cli/host_module.h"
 #include "cli/json.h"
+#include "cli/terrain_layer.h"
 #include "host/colour_file.h"
 #include "host/colour_ramp.h"
 #include "host/raster_renderer_properties.h"
@@ -69,23 +70,6 @@ std::string number_text(double v)
     return s.str();
 }
 
-// The symbology the options ask for, or the one the dataset suggests.
-RasterSymbology symbology_of(IRasterDataset& ds, RasterInfoArgs const& a)
-{
-    std::string why;
-    RasterSymbology s;
-    if (!a.colour_file.empty()) {
-        ColourFile file;
-        if (!read_colour_file(a.colour_file, file, &why)) fail_with_reason(a.colour_file, why);
-        BandStatistics stats;
-        bool const percent = std::any_of(file.entries.begin(), file.entries.end(), [](auto const& e) { return e.percent; });
-        if (percent && !ds.statistics(0, stats, &why)) fail(a.path, "percentages of the colour file need " + why);
-        return symbology_from_colour_file(file, 0, stats.min, stats.max);
-    }
-    if (!default_symbology(ds, a.ramp, s, &why)) fail(a.path, why);
-    return s;
-}
-
 void run_raster_info(RasterInfoArgs const& a)
 {
     RasterDatasetPtr const ds = open_raster(a.path);
@@ -95,7 +79,7 @@ void run_raster_info(RasterInfoArgs const& a)
         info.has_statistics = ds->statistics(b, info.statistics);
         bands.push_back(info);
     }
-    RasterSymbology const symbology = symbology_of(*ds, a);
+    RasterSymbology const symbology = raster_symbology(*ds, a.path, a.ramp, a.colour_file);
     RasterRenderProperties props;
     if (!extract_raster_renderer_properties(symbology, *ds, props))
         fail(a.path, "the symbology does not fit the raster");

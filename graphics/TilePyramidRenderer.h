@@ -80,6 +80,13 @@ public:
     void set_color_ramp(std::vector<vec<unsigned char, 4>> const& table, bool interpolate);
     // The height range of the boxes when there is no height raster to give it.
     void set_z_range(double zmin, double zmax);
+    // The values at the colour table's ends, in place of the colouring
+    // raster's range.
+    void set_map_range(double low, double high)
+    {
+        map_min = low;
+        map_max = high;
+    }
 
     // One frame, with the host's camera: orientation (column-major, as
     // glLoadMatrixd takes it) and the eye in map coordinates. Loads the
