@@ -22,7 +22,7 @@ struct ViewArgs {
 
 void add_view_command(CLI::App& app)
 {
-    auto* cmd = app.add_subcommand("view", "Open cubes in a window: slices in 3D, amplitudes under the cursor");
+    auto* cmd = app.add_subcommand("view", "Open cubes, 2D lines and terrains in a window: slices in 3D, values under the cursor");
     cmd->footer("Mouse: drag to orbit, right-drag or Shift+drag to pan, wheel to zoom. Keys: I, C, T choose the "
                 "slice to move, the arrows move it a line (Shift: ten), Tab the next cube, F frames everything, "
                 "Ctrl+S saves a screenshot, Esc or Ctrl+Q quits. D starts and stops picking a horizon on the first line "
@@ -36,6 +36,12 @@ void add_view_command(CLI::App& app)
     cmd->add_option("CUBE", o.scene.cubes, "Brick files (.tmf), or SEG-Y files with --index");
     cmd->add_option("--line", o.scene.lines, "A 2D line's raster (from tolmar line import); repeat for more");
     cmd->add_option("--navigation", o.scene.navigations, "The navigation of each --line, in order");
+    cmd->add_option("--terrain", o.scene.terrains, "An elevation raster drawn as terrain; repeat for more");
+    cmd->add_option("--drape", o.scene.drapes, "The raster draped over each --terrain, in order");
+    cmd->add_option("--terrain-colours", o.scene.terrainColours, "A gdaldem colour file for the terrains");
+    cmd->add_option("--terrain-exaggeration", o.scene.terrainExaggeration, "View units a height unit of the terrains")
+        ->capture_default_str()
+        ->check(CLI::PositiveNumber);
     cmd->add_option("--horizons", o.horizons, "The GeoPackage that horizons picked on the first line go to");
     cmd->add_option("--index", o.scene.indexes, "The index of each cube, in order: give one a cube (\"\" for a "
                                                 "brick file) or none");

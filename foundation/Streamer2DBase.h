@@ -33,6 +33,13 @@ public:
     void process(unsigned int budgetMs, bool& finished) final;
     void resume_reading() override;
 
+    // How long after a draw reading waits, for every streamer; kResumeDelay
+    // unless changed. A view whose draws are its own and short (a 3D
+    // viewer redrawing while tiles arrive) sets 0: reading then goes on
+    // between its frames and never while one is drawn.
+    static void set_resume_delay(std::chrono::milliseconds delay);
+    static std::chrono::milliseconds resume_delay();
+
 protected:
     // While the host draws, and until kResumeDelay after its last draw.
     bool reading_held() const;

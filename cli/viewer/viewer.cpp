@@ -22,6 +22,7 @@
 #include "cli/viewer/script_feed.h"
 #include "cli/viewer/view_script.h"
 #include "cli/viewer/viewer_panel.h"
+#include "foundation/Streamer2DBase.h"
 #include "foundation/StreamerManager2D.h"
 #include "graphics/gl_start.h"
 #include "platform/modifier_state.h"
@@ -252,6 +253,9 @@ Viewer::Viewer(ViewerOptions const& o) : options_(o)
         woken_ = true;
         glfwPostEmptyEvent();
     });
+    // This window is the host, and its draws are short: raster reading
+    // goes on between frames rather than two seconds after the last one.
+    Tolmar::Streamer2DBase::set_resume_delay(std::chrono::milliseconds(0));
     scene_ = std::make_unique<Scene>(o.scene, wake_.handle);
     double bounds[6];
     scene_->bounds(bounds);
@@ -718,7 +722,8 @@ void Viewer::print_state()
 
 void run_viewer(ViewerOptions const& options)
 {
-    if (options.scene.cubes.empty() && options.scene.lines.empty()) fail("view", "give at least one cube or line");
+    if (options.scene.cubes.empty() && options.scene.lines.empty() && options.scene.terrains.empty())
+        fail("view", "give at least one cube, line or terrain");
     // Before a window opens, so that a mistyped name does not flash one.
     for (auto const& files : {options.scene.cubes, options.scene.indexes, options.scene.lines,
                               options.scene.navigations})

@@ -128,6 +128,15 @@ PanelActions draw_panel(Scene& scene, OrbitCamera& camera, PanelState& state, fl
         ImGui::PopID();
     }
 
+    auto& terrains = scene.terrains();
+    for (std::size_t i = 0; i < terrains.size(); ++i) {
+        ImGui::PushID(static_cast<int>(2000 + i));
+        ImGui::Checkbox("##visible", &terrains[i].visible);
+        ImGui::SameLine();
+        ImGui::TextUnformatted(terrains[i].name.c_str());
+        ImGui::PopID();
+    }
+
     ImGui::Separator();
     float exaggeration = static_cast<float>(scene.exaggeration());
     float const natural = static_cast<float>(scene.natural_exaggeration());

@@ -3,12 +3,14 @@
 #include <GL/glew.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cmath>
 #include <filesystem>
 #include <limits>
 
 #include "cli/cli_support.h"
 #include "cli/cube_source.h"
+#include "cli/terrain_layer.h"
 #include "foundation/Streamer3DGridReader.h"
 #include "graphics/GPUCubeMemoryManager.h"
 #include "graphics/Seismic3DRenderer.h"
@@ -171,6 +173,22 @@ Scene::Scene(SceneOptions const& o, Tolmar::platform::UpdateHandle wake)
     natural_ = plan / std::max(box[5] - box[4], 1e-9);
     set_exaggeration(o.exaggeration > 0 ? o.exaggeration : natural_);
 
+    // Terrains keep their own exaggeration: heights are not times.
+    if (o.drapes.size() > o.terrains.size()) fail("--drape", "give at most one a terrain, in order");
+    terrains_.resize(o.terrains.size());
+    for (std::size_t i = 0; i < o.terrains.size(); ++i) {
+        TerrainRequest r;
+        r.dem = o.terrains[i];
+        r.drape = i < o.drapes.size() ? o.drapes[i] : std::string();
+        r.colours = o.terrainColours;
+        r.exaggeration = o.terrainExaggeration;
+        r.updates = wake;
+        terrains_[i].path = r.dem;
+        terrains_[i].name = std::filesystem::path(r.dem).filename().string();
+        terrains_[i].exaggeration = r.exaggeration;
+        terrains_[i].layer = open_terrain(r);
+    }
+
     // The pool sized for the first slices at full resolution, as `tolmar
     // render` sizes it for one.
     if (!pool_) return;
@@ -196,6 +214,7 @@ Scene::~Scene()
 {
     cubes_.clear(); // the layers leave the pool before it goes
     for (auto& line : lines_) line.layer->shutdown_renderer_and_datasource();
+    terrains_.clear();
 }
 
 void Scene::bounds(double out[6]) const
@@ -203,7 +222,8 @@ void Scene::bounds(double out[6]) const
     double const inf = std::numeric_limits<double>::infinity();
     for (int k = 0; k < 6; ++k) out[k] = k % 2 ? -inf : inf;
     bool const any = std::any_of(cubes_.begin(), cubes_.end(), [](CubeLayer const& c) { return c.visible; }) ||
-                     std::any_of(lines_.begin(), lines_.end(), [](LineLayer const& l) { return l.visible; });
+                     std::any_of(lines_.begin(), lines_.end(), [](LineLayer const& l) { return l.visible; }) ||
+                     std::any_of(terrains_.begin(), terrains_.end(), [](TerrainLayer const& t) { return t.visible; });
     for (auto const& cube : cubes_) {
         if (any && !cube.visible) continue;
         double b[6];
@@ -216,7 +236,13 @@ void Scene::bounds(double out[6]) const
         line.layer->getBounds(exaggeration_, b);
         union_bounds(out, b);
     }
-    if (cubes_.empty() && lines_.empty())
+    for (auto const& terrain : terrains_) {
+        if (any && !terrain.visible) continue;
+        double b[6];
+        terrain.layer->get_bounds(b);
+        union_bounds(out, b);
+    }
+    if (cubes_.empty() && lines_.empty() && terrains_.empty())
         for (int k = 0; k < 6; ++k) out[k] = 0;
 }
 
@@ -231,6 +257,12 @@ void Scene::axes(V3& along0, V3& along90)
 {
     if (!cubes_.empty()) {
         lattice_axes(cubes_.front().slice(0), along0, along90);
+        return;
+    }
+    if (lines_.empty() && !terrains_.empty()) {
+        // Maps: azimuth 0 looks north, 90 east, as `tolmar terrain` has it.
+        along0 = V3{{0, -1, 0}};
+        along90 = V3{{-1, 0, 0}};
         return;
     }
     double first[3] = {0, 0, 0}, last[3] = {1, 0, 0};
@@ -249,6 +281,8 @@ void Scene::draw(Camera const& camera, int width, int height)
     glEnable(GL_DEPTH_TEST);
     double orientation[16];
     load_camera(camera, width, height, orientation);
+    for (auto& terrain : terrains_)
+        if (terrain.visible) terrain.layer->draw(orientation, camera.eye);
     for (auto& line : lines_)
         if (line.visible) line.layer->draw(exaggeration_, orientation, camera.eye, line.colours);
     for (auto& cube : cubes_) {
@@ -265,7 +299,9 @@ bool Scene::loading() const
 {
     return std::any_of(cubes_.begin(), cubes_.end(), [](CubeLayer const& c) { return c.loading(); }) ||
            std::any_of(lines_.begin(), lines_.end(),
-                       [](LineLayer const& l) { return l.visible && !l.layer->tiles_complete(); });
+                       [](LineLayer const& l) { return l.visible && !l.layer->tiles_complete(); }) ||
+           std::any_of(terrains_.begin(), terrains_.end(),
+                       [](TerrainLayer const& t) { return t.visible && !t.layer->tiles_complete(); });
 }
 
 ScenePick Scene::pick(V3 const& origin, V3 const& direction)
@@ -280,7 +316,7 @@ ScenePick Scene::pick(V3 const& origin, V3 const& direction)
             cubes_[i].slices_[d]->get_ray_slice_distance(origin, direction, &distance, nullptr);
             if (distance >= 0 && distance < nearest) {
                 nearest = distance;
-                best = ScenePick{true, static_cast<int>(i), d, -1, {}};
+                best = ScenePick{true, static_cast<int>(i), d, -1, -1, {}};
             }
         }
     }
@@ -290,7 +326,25 @@ ScenePick Scene::pick(V3 const& origin, V3 const& direction)
         lines_[i].layer->get_ray_slice_distance(origin, direction, exaggeration_, &distance, nullptr);
         if (distance >= 0 && distance < nearest) {
             nearest = distance;
-            best = ScenePick{true, -1, -1, static_cast<int>(i), {}};
+            best = ScenePick{true, -1, -1, static_cast<int>(i), -1, {}};
+        }
+    }
+    for (std::size_t i = 0; i < terrains_.size(); ++i) {
+        if (!terrains_[i].visible) continue;
+        double distance = -1;
+        // The ray as far as the scene reaches.
+        double box[6];
+        bounds(box);
+        double const reach = std::hypot(box[1] - box[0], box[3] - box[2], box[5] - box[4]) +
+                             std::hypot(origin[0] - box[0], origin[1] - box[2], origin[2] - box[4]);
+        if (terrains_[i].layer->intersect(origin, origin + direction * reach, distance) && distance < nearest) {
+            nearest = distance;
+            best = ScenePick{true, -1, -1, -1, static_cast<int>(i), {}};
+            V3 const hit = origin + direction * distance;
+            char text[160];
+            std::snprintf(text, sizeof text, "%s: x %.2f y %.2f height %.2f", terrains_[i].name.c_str(), hit[0],
+                          hit[1], hit[2] / terrains_[i].exaggeration);
+            best.text = text;
         }
     }
     if (best.hit && best.line >= 0) {
@@ -299,7 +353,7 @@ ScenePick Scene::pick(V3 const& origin, V3 const& direction)
         lines_[static_cast<std::size_t>(best.line)].layer->get_ray_slice_distance(origin, direction, exaggeration_,
                                                                                 &distance, &text);
         best.text = Tolmar::platform::to_utf8(text);
-    } else if (best.hit) {
+    } else if (best.hit && best.cube >= 0) {
         // Only the nearest reads its amplitude, which may wait for a trace.
         double distance = -1;
         std::wstring text;

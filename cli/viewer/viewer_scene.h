@@ -12,6 +12,7 @@
 
 #include "cli/cube_view.h"
 #include "cli/line_data.h"
+#include "graphics/TilePyramidRenderer.h"
 #include "platform/update_sink.h"
 
 namespace Tolmar {
@@ -30,6 +31,9 @@ struct SceneOptions {
     std::vector<float> range;         // for every cube; empty: each its effective range
     bool forceTiles = false;
     double gpuMemoryMiB = 0;          // 0: what the first slices need, and room to spare
+    std::vector<std::string> terrains, drapes; // DEMs, and the drape of each in order (fewer: none)
+    std::string terrainColours;       // a gdaldem colour file for the terrains
+    double terrainExaggeration = 1;   // view units a height unit
 };
 
 class CubeLayer {
@@ -76,10 +80,19 @@ public:
     void set_colour_range(float from, float to);
 };
 
+// A DEM drawn as terrain, with a drape or coloured by height.
+struct TerrainLayer {
+    std::string path, name;
+    bool visible = true;
+    double exaggeration = 1;
+    std::unique_ptr<Tolmar::TilePyramidRenderer> layer;
+};
+
 struct ScenePick {
     bool hit = false;
     int cube = -1, direction = -1; // a cube's slice, or
-    int line = -1;                  // a line
+    int line = -1;                  // a line, or
+    int terrain = -1;               // a terrain
     std::string text;
 };
 
@@ -93,6 +106,7 @@ public:
 
     std::vector<CubeLayer>& cubes() { return cubes_; }
     std::vector<LineLayer>& lines() { return lines_; }
+    std::vector<TerrainLayer>& terrains() { return terrains_; }
     // Horizontal directions for the camera's azimuths 0 and 90: the first
     // cube's inlines and crosslines, or across and along the first line.
     void axes(Tolmar::vec<double, 3>& along0, Tolmar::vec<double, 3>& along90);
@@ -116,6 +130,7 @@ private:
     std::unique_ptr<Tolmar::GPUCubeMemoryManager> pool_;
     std::vector<CubeLayer> cubes_;
     std::vector<LineLayer> lines_;
+    std::vector<TerrainLayer> terrains_;
     double exaggeration_ = 1, natural_ = 1;
 };
 
