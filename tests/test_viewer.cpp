@@ -26,6 +26,7 @@
 #include <thread>
 #include <tuple>
 
+#include "raster_test_files.h"
 #include "segy_test_util.h"
 #include "tool_run.h"
 
@@ -397,6 +398,40 @@ TEST_F(Viewer, ClicksOnALineTrackTheSameHorizonAsTheTool)
     ASSERT_EQ(a.size(), b.size());
     for (std::size_t i = 0; i < a.size(); ++i)
         for (int k = 0; k < 3; ++k) ASSERT_NEAR(a[i][k], b[i][k], 1e-6) << i;
+}
+
+TEST_F(Viewer, ShowsATerrainBesideTheCube)
+{
+    // West of the survey (its origin is 500000, 6700000): a DEM rising
+    // 100 m to the east under an all-green drape.
+    tolmar_test::RasterSpec dem;
+    dem.path = dir->path("dem.tif");
+    dem.width = dem.height = 200;
+    dem.geotransform = {499300, 2.5, 0, 6700400, 0, -2.5};
+    dem.value = [](int, int x, int) { return x * 0.5; };
+    tolmar_test::write_raster(dem);
+    tolmar_test::RasterSpec drape = dem;
+    drape.path = dir->path("green.tif");
+    drape.bands = 3;
+    drape.pixel_type = "Byte";
+    drape.value = [](int band, int, int) { return band == 1 ? 200 : 0; };
+    tolmar_test::write_raster(drape);
+
+    std::string const shot = dir->path("terrain.png");
+    auto const r = tolmar("view " + cube() + " --terrain " + dem.path + " --drape " + drape.path +
+                          " --size 320 240 --no-panel --camera 0 60 --screenshot " + shot);
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    tolmar_test::Png const png = tolmar_test::read_png(shot);
+    long green = 0, red = 0;
+    for (int y = 0; y < png.height; ++y)
+        for (int x = 0; x < png.width; ++x) {
+            auto const p = png.at(x, y);
+            green += p[1] > p[0] + 60 && p[1] > p[2] + 60;
+            red += p[0] > p[1] + 60 && p[0] > p[2] + 60;
+        }
+    EXPECT_GT(green, 320 * 240 / 50) << "the terrain";
+    EXPECT_GT(red, 320 * 240 / 200) << "the cube's slices";
 }
 
 TEST_F(Viewer, ScriptErrorsNameTheLine)
