@@ -7,13 +7,11 @@
 #include <GL/glew.h>
 
 #include <chrono>
-#include <cmath>
 #include <iostream>
 #include <thread>
 
 #include "cli/cli_support.h"
 #include "cli/commands.h"
-#include "cli/cube_view.h"
 #include "cli/json.h"
 #include "cli/png_image.h"
 #include "cli/terrain_layer.h"
@@ -21,81 +19,87 @@
 
 namespace tolmar_cli {
 
-namespace {
-
-using V3 = Tolmar::vec<double, 3>;
-
-struct TerrainArgs {
-    TerrainRequest request;
-    std::string png;
-    std::vector<int> size{1024, 768};
-    std::vector<double> camera{0, 45};
-    std::vector<double> at;
-    double maxSeconds = 300;
-    bool force = false, json = false;
-};
-
-void run_terrain(TerrainArgs& a)
+TerrainReport draw_terrain(TerrainPicture const& p)
 {
-    refuse_existing(a.png, a.force);
-    int const width = a.size[0], height = a.size[1];
+    refuse_existing(p.png, p.force);
     std::string error;
-    auto gl = Tolmar::platform::HeadlessGL::create(width, height, error);
-    if (!gl) fail(a.request.dem, "cannot make a GL context: " + error);
+    auto gl = Tolmar::platform::HeadlessGL::create(p.width, p.height, error);
+    if (!gl) fail(p.request.dem, "cannot make a GL context: " + error);
     double const start = now_seconds();
-    auto layer = open_terrain(a.request);
-    Camera const camera = terrain_camera(*layer, a.camera[0], a.camera[1]);
+    auto layer = open_terrain(p.request);
+    Camera const camera = terrain_camera(*layer, p.azimuth, p.elevation);
 
-    int frames = 0, uploads = 0;
+    TerrainReport report;
     for (;;) {
         glClearColor(1, 1, 1, 1);
         glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
         glEnable(GL_DEPTH_TEST);
         double orientation[16];
-        load_camera(camera, width, height, orientation);
+        load_camera(camera, p.width, p.height, orientation);
         layer->draw(orientation, camera.eye);
         glFinish();
-        ++frames;
-        uploads += layer->uploads_last_frame();
+        ++report.frames;
+        report.uploads += layer->uploads_last_frame();
         if (layer->tiles_complete()) break;
-        if (seconds_since(start) > a.maxSeconds)
-            fail(a.request.dem, "the terrain did not finish streaming in " + json_number(a.maxSeconds) + " s");
+        if (seconds_since(start) > p.maxSeconds)
+            fail(p.request.dem, "the terrain did not finish streaming in " + json_number(p.maxSeconds) + " s");
         // A frame takes at most three tiles a raster; wait only when none came.
         if (layer->uploads_last_frame() == 0) std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
-    double const seconds = seconds_since(start);
+    report.seconds = seconds_since(start);
+    report.meshTiles = static_cast<int>(layer->get_current_tiles().size());
     RgbaImage image;
-    image.width = width;
-    image.height = height;
+    image.width = p.width;
+    image.height = p.height;
     image.rgba = gl->read_pixels();
-    if (!write_png(a.png, image, error)) fail(a.png, error);
+    if (!write_png(p.png, image, error)) fail(p.png, error);
 
-    JsonObject out;
-    out.add_text("png", a.png)
-        .add("width", width)
-        .add("height", height)
-        .add("mesh_tiles", static_cast<double>(layer->get_current_tiles().size()))
-        .add("frames", frames)
-        .add("tiles_uploaded", uploads)
-        .add("seconds", seconds);
-    if (a.at.size() == 2) {
-        V3 origin{}, direction{};
-        pixel_ray(camera, width, height, a.at[0], a.at[1], origin, direction);
+    if (p.at.size() == 2) {
+        Tolmar::vec<double, 3> origin{}, direction{};
+        pixel_ray(camera, p.width, p.height, p.at[0], p.at[1], origin, direction);
         direction = direction.normalize();
         double distance = 0;
-        if (layer->intersect(origin, origin + direction * (2 * camera.farPlane), distance)) {
-            V3 const hit = origin + direction * distance;
-            out.add("x", hit[0]).add("y", hit[1]).add("z", hit[2]).add("height", hit[2] / a.request.exaggeration);
-        } else {
-            out.add("hit", "false");
-        }
+        report.hit = layer->intersect(origin, origin + direction * (2 * camera.farPlane), distance);
+        if (report.hit) report.at = origin + direction * distance;
     }
-    layer.reset();
+    return report;
+}
+
+namespace {
+
+struct TerrainArgs {
+    TerrainPicture picture;
+    std::vector<int> size{1024, 768};
+    std::vector<double> camera{0, 45};
+    bool json = false;
+};
+
+void run_terrain(TerrainArgs& a)
+{
+    TerrainPicture& p = a.picture;
+    p.width = a.size[0];
+    p.height = a.size[1];
+    p.azimuth = a.camera[0];
+    p.elevation = a.camera[1];
+    TerrainReport const r = draw_terrain(p);
+    JsonObject out;
+    out.add_text("png", p.png)
+        .add("width", p.width)
+        .add("height", p.height)
+        .add("mesh_tiles", r.meshTiles)
+        .add("frames", r.frames)
+        .add("tiles_uploaded", r.uploads)
+        .add("seconds", r.seconds);
+    if (p.at.size() == 2) {
+        out.add("hit", r.hit ? "true" : "false");
+        if (r.hit)
+            out.add("x", r.at[0]).add("y", r.at[1]).add("z", r.at[2]).add("height", r.at[2] / p.request.exaggeration);
+    }
     if (a.json)
         std::cout << out.str() << "\n";
     else
-        std::cout << "wrote " << a.png << ": " << width << " x " << height << ", " << uploads << " tiles in "
-                  << json_number(seconds) << " s\n";
+        std::cout << "wrote " << p.png << ": " << p.width << " x " << p.height << ", " << r.uploads << " tiles in "
+                  << json_number(r.seconds) << " s\n";
 }
 
 } // namespace
@@ -108,22 +112,28 @@ void add_terrain_command(CLI::App& app)
                 "--ramp, a named ramp. --camera AZ EL: the compass direction the camera looks in and its "
                 "elevation; 90 looks straight down with north up.");
     static TerrainArgs a;
-    cmd->add_option("dem", a.request.dem, "Elevation raster (any GDAL raster; FILE.gpkg:TABLE)")->required();
-    cmd->add_option("--drape", a.request.drape, "Raster draped over the terrain");
-    cmd->add_option("--colours", a.request.colours, "gdaldem colour file for heights or a single-band drape");
-    cmd->add_option("--ramp", a.request.ramp, "Named colour ramp when there is no colour file")->capture_default_str();
-    cmd->add_option("--png", a.png, "PNG to write")->required();
-    cmd->add_option("--size", a.size, "Picture width and height")->expected(2)->capture_default_str()
+    TerrainPicture& p = a.picture;
+    cmd->add_option("dem", p.request.dem, "Elevation raster (any GDAL raster; FILE.gpkg:TABLE)")->required();
+    cmd->add_option("--drape", p.request.drape, "Raster draped over the terrain");
+    cmd->add_option("--colours", p.request.colours, "gdaldem colour file for heights or a single-band drape");
+    cmd->add_option("--ramp", p.request.ramp, "Named colour ramp when there is no colour file")->capture_default_str();
+    cmd->add_option("--png", p.png, "PNG to write")->required();
+    cmd->add_option("--size", a.size, "Picture width and height")
+        ->expected(2)
+        ->capture_default_str()
         ->check(CLI::Range(1, 16384));
     cmd->add_option("--camera", a.camera, "Azimuth and elevation in degrees")->expected(2)->capture_default_str();
-    cmd->add_option("--exaggeration", a.request.exaggeration, "Vertical exaggeration")->capture_default_str()
+    cmd->add_option("--exaggeration", p.request.exaggeration, "Vertical exaggeration")
+        ->capture_default_str()
         ->check(CLI::PositiveNumber);
-    cmd->add_option("--at", a.at, "Also report where the ray through this pixel (x, y from the top left) meets "
-                                  "the terrain")->expected(2);
-    cmd->add_option("--timeout", a.maxSeconds, "Seconds to wait for the tiles")->capture_default_str()
+    cmd->add_option("--at", p.at, "Also report where the ray through this pixel (x, y from the top left) meets "
+                                  "the terrain")
+        ->expected(2);
+    cmd->add_option("--timeout", p.maxSeconds, "Seconds to wait for the tiles")
+        ->capture_default_str()
         ->check(CLI::PositiveNumber);
     cmd->add_flag("--json", a.json, "Report as JSON");
-    cmd->add_flag("--force", a.force, "Overwrite an existing PNG");
+    cmd->add_flag("--force", p.force, "Overwrite an existing PNG");
     cmd->callback([] { run_terrain(a); });
 }
 

@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "cli/cube_view.h"
 #include "graphics/TilePyramidRenderer.h"
@@ -33,6 +34,27 @@ Tolmar::host::RasterSymbology raster_symbology(Tolmar::host::IRasterDataset& ds,
 // The layer, its readers open and streaming, on the context current now
 // (it draws there). Fails with one line.
 std::unique_ptr<Tolmar::TilePyramidRenderer> open_terrain(TerrainRequest const& r);
+
+// A terrain drawn offscreen until every tile the view wants has arrived.
+struct TerrainPicture {
+    TerrainRequest request;
+    std::string png;
+    int width = 1024, height = 768;
+    double azimuth = 0, elevation = 45;
+    double maxSeconds = 300;
+    std::vector<double> at; // a pixel to pick under, x and y from the top left; empty: none
+    bool force = false;
+};
+
+struct TerrainReport {
+    int meshTiles = 0, frames = 0, uploads = 0;
+    double seconds = 0; // opening to the complete picture
+    bool hit = false;   // whether the pick met the terrain, and where
+    Tolmar::vec<double, 3> at{};
+};
+
+// Fails with one line.
+TerrainReport draw_terrain(TerrainPicture const& p);
 
 // A camera that sees all of the layer, looking in compass direction
 // `azimuthDeg` (0 north, 90 east) from `elevationDeg` above the horizon.
