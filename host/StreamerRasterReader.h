@@ -141,6 +141,8 @@ private:
     bool open();
     bool open_raster(RasterDatasetPtr dataset);
     bool failed_or_closing() const;
+    bool read_single_band(RasterTile& tile, vec<int, 2> const& level_size, vec<int, 2> const& offset);
+    bool read_bands(RasterTile& tile, vec<int, 2> const& level_size, vec<int, 2> const& offset);
 
     std::atomic<int> state_{Idle};
     RasterSourceConnectionInfo connection_;
@@ -153,7 +155,10 @@ private:
     std::vector<vec<int, 2>> pyramid_resolutions_;
     std::vector<vec<int, 2>> tile_dims_;
     box<double, 2> extent_;
-    bool geometry_known_ = false;
+    // Set once the first open has filled the tables above; they stay fixed
+    // from then on, which is what lets the display thread read them unlocked.
+    std::atomic<bool> geometry_known_{false};
+    PixelBlock block_; // the reading thread's scratch, kept to spare an allocation a tile
 
     // Behind the streamer's lock.
     unsigned max_cached_tiles_ = 2000;

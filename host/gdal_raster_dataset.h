@@ -10,6 +10,7 @@
 #include "host/ElevInfo.h"
 #include "host/IRasterDataset.h"
 #include "host/Raster.h"
+#include "host/RasterSourceConnectionInfo.h"
 #include "host/WorkspaceType.h"
 
 TOLMAR_PUBLIC_BEGIN
@@ -35,10 +36,20 @@ bool getRaster(std::wstring const& path, SpatialReferencePtr const& spatial_refe
 bool getEntireElevationRasterData(ElevInfo const& info, SpatialReferencePtr const& spatial_reference,
                                   Raster& raster);
 
+// The raster a tile reader's source record names, reprojected into the
+// record's spatial reference when it has one: the process's raster source
+// opener on GDAL. A FILE is a file in a folder, a GDB a table of a
+// GeoPackage; enterprise databases are refused. Null, with the reason.
+RasterDatasetPtr open_raster_source_gdal(RasterSourceConnectionInfo const& info, std::string* why = nullptr);
+
 } // namespace Tolmar::host
 
 // open_raster_dataset by path, by a name that a program finds with dlsym
 // after loading the library on demand; false with `why` filled.
 extern "C" bool tolmar_open_raster_dataset(char const* path, Tolmar::host::RasterDatasetPtr* out, std::string* why);
+// Installs open_raster_source_gdal as the process's raster source opener
+// (set_raster_source_opener), for a program that loads this library on
+// demand and has tile readers to open.
+extern "C" bool tolmar_install_raster_source_opener();
 
 TOLMAR_PUBLIC_END

@@ -12,7 +12,7 @@ bash scripts/setup-deps.sh
 
 JOBS="${JOBS:-2}"
 # Tests that start threads; they also run under ThreadSanitizer.
-THREADED='TileSources|StreamerThread|StreamerThread2D|RasterStreaming|UpdateSink|Timers|HResult|CompressedIndex|IndexedReader|BrickFile|SurveyScan|BrickWriter|SeismicCubeManager|CubeReader|CubeIndex'
+THREADED='TileSources|StreamerThread|StreamerThread2D|RasterStreaming|RasterTileReader|UpdateSink|Timers|HResult|CompressedIndex|IndexedReader|BrickFile|SurveyScan|BrickWriter|SeismicCubeManager|CubeReader|CubeIndex'
 
 build() {
   local dir="$1"; shift
