@@ -161,7 +161,10 @@ bool TilePyramidRenderer::setData(LodRaster const& data)
         z_min = map_min = height_pyramid->z_min();
         z_max = map_max = height_pyramid->z_max();
     } else {
-        flat_z = z_min = z_max = z_offset;
+        // A plane at z_offset: raw height 0, which transformZ lifts there
+        // as the shader does.
+        flat_z = z_offset;
+        z_min = z_max = 0;
     }
     if (drape && drape->isSingleBand()) {
         map_min = drape_pyramid->z_min();

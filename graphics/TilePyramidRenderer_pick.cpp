@@ -36,17 +36,18 @@ bool clip_segment(vec<double, 3> const& a, vec<double, 3> const& b, vec<double, 
     return true;
 }
 
-// A tile's value at (x, y), bilinear between the texel the point falls in
-// and its right, lower and lower-right neighbours, as the shaders read it;
-// false where any of the four is undefined.
+// A tile's value at (x, y), bilinear between the four texel centres
+// around it, as the shaders read it; false where any of the four is
+// undefined.
 bool sample_tile(host::StreamerRasterReader const& reader, host::RasterTile const& tile, double x, double y,
                  double& value)
 {
     int const size = reader.get_tile_size();
     if (tile.data.size() != static_cast<std::size_t>(size) * static_cast<std::size_t>(size)) return false;
     box<double, 2> const e = reader.get_tile_extent(tile.key.level, tile.key.id);
-    double const u = (x - e.lower[0]) / (e.upper[0] - e.lower[0]) * size;
-    double const v = (e.upper[1] - y) / (e.upper[1] - e.lower[1]) * size;
+    // Texel values stand at texel centres; the reads do not cross tiles.
+    double const u = (x - e.lower[0]) / (e.upper[0] - e.lower[0]) * size - 0.5;
+    double const v = (e.upper[1] - y) / (e.upper[1] - e.lower[1]) * size - 0.5;
     int const iu = std::clamp(static_cast<int>(std::floor(u)), 0, size - 2);
     int const iv = std::clamp(static_cast<int>(std::floor(v)), 0, size - 2);
     double const wu = std::clamp(u - iu, 0.0, 1.0), wv = std::clamp(v - iv, 0.0, 1.0);

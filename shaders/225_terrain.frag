@@ -81,7 +81,9 @@ bool pyramidTexel(TexturePyramid pyr, sampler2D lookup, vec2 xy,
 
     float tiles = exp2(float(level));
     layer_coord = (float(layer) + 0.5) / TextureArrayDims.z;
-    t = fract(n / tiles);
+    // A texel's value stands at its centre: reads start half a texel back,
+    // so that the four around the point are the ones to interpolate.
+    t = fract(n / tiles) - 0.5 / TextureArrayDims.xy;
     texel_size = tiles * pyr.smallTileExtent / TextureArrayDims.xy;
     return true;
 }
@@ -101,7 +103,7 @@ void fourTexels(sampler3D array, vec2 t, float layer_coord,
 // Position inside the texel cell, x to the right and y downward.
 vec2 cellWeights(TexturePyramid pyr, vec2 xy, vec2 texel_size)
 {
-    return fract(vec2(xy.x - pyr.BB_min.x, pyr.BB_max.y - xy.y) / texel_size);
+    return fract(vec2(xy.x - pyr.BB_min.x, pyr.BB_max.y - xy.y) / texel_size - 0.5);
 }
 
 // Interpolation between four corners of which some may be undefined: with

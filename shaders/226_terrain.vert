@@ -75,7 +75,9 @@ void fourheightsFromTexturePyramid(TexturePyramid pyr, sampler2D lookup, sampler
 
     float z = (float(layer) + 0.5) / TextureArrayDims.z;
     float tiles = exp2(float(level));
-    vec2 t = fract(n / tiles);
+    // A texel's value stands at its centre: reads start half a texel back,
+    // so that the four around the point are the ones to interpolate.
+    vec2 t = fract(n / tiles) - 0.5 / TextureArrayDims.xy;
     vec2 d = 1.0 / TextureArrayDims.xy;
 
     tlc = decodeTexel(texture(array, vec3(t, z)), pyr.ZRange);
@@ -101,7 +103,7 @@ float bilinearTextureLookup(TexturePyramid pyr, sampler2D lookup, sampler3D arra
     if (count <= 2)
         return undefined_height;
 
-    vec2 w = fract(vec2(xy.x - pyr.BB_min.x, pyr.BB_max.y - xy.y) / texel_size);
+    vec2 w = fract(vec2(xy.x - pyr.BB_min.x, pyr.BB_max.y - xy.y) / texel_size - 0.5);
     if (count == 4)
         return mix(mix(tlc, trc, w.x), mix(blc, brc, w.x), w.y);
     if (!dtl)

@@ -227,7 +227,7 @@ void build_overviews(std::string const& path, char const* resampling)
 std::vector<float> gdal_tile(std::string const& path, int band, StreamerRasterReader const& r, TileKey key, int& bw,
                              int& bh)
 {
-    std::unique_ptr<GDALDataset> ds(GDALDataset::Open(path.c_str(), GDAL_OF_RASTER | GDAL_OF_READ_ONLY));
+    std::unique_ptr<GDALDataset> ds(GDALDataset::Open(path.c_str(), GDAL_OF_RASTER | GDAL_OF_READONLY));
     EXPECT_TRUE(ds);
     if (!ds) return {};
     vec<int, 2> const level = r.get_pyramid_resolutions()[static_cast<std::size_t>(key.level)];
