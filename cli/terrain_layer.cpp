@@ -57,6 +57,11 @@ std::unique_ptr<Tolmar::TilePyramidRenderer> open_terrain(TerrainRequest const& 
     Tolmar::LodRaster lod;
     if (!extract_raster_renderer_properties(symbology, colouring, lod.properties))
         fail(colouringPath, "the colours do not fit the raster");
+    // The host's tables wrap their last entry round to the first colour;
+    // on a terrain that would put a spot of the lowest colour on every
+    // summit, so the top of the range keeps the ramp's last colour.
+    auto& table = lod.properties.color_table;
+    if (table.size() > 1) table.back() = table[table.size() - 2];
     lod.height_source = source_of(*dem, {{0, -1, -1, -1}}, r.updates);
     if (drape) lod.drape_source = source_of(*drape, lod.properties.bands, r.updates);
 

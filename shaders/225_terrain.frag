@@ -73,6 +73,9 @@ bool pyramidTexel(TexturePyramid pyr, sampler2D lookup, vec2 xy,
 
     vec2 n = vec2((xy.x - pyr.BB_min.x) / pyr.smallTileExtent.x,
                   (pyr.BB_max.y - xy.y) / pyr.smallTileExtent.y);
+    // The grid's far edges belong to its last cells; fract() would carry
+    // them over to the first texel of their tile.
+    n = min(n, pyr.LookupDims - vec2(0.5 / TextureArrayDims.xy));
     vec3 entry = texture(lookup, (floor(n) + 0.5) / pyr.LookupDims).rgb;
     int layer = int(entry.x * 255.0 + 256.0 * 255.0 * entry.y + 0.5);
     int level = int(entry.z * 255.0 + 0.5);

@@ -65,6 +65,9 @@ void fourheightsFromTexturePyramid(TexturePyramid pyr, sampler2D lookup, sampler
     // Cell numbers; rows count from the top.
     vec2 n = vec2((xy.x - pyr.BB_min.x) / pyr.smallTileExtent.x,
                   (pyr.BB_max.y - xy.y) / pyr.smallTileExtent.y);
+    // The grid's far edges belong to its last cells; fract() would carry
+    // them over to the first texel of their tile.
+    n = min(n, pyr.LookupDims - vec2(0.5 / TextureArrayDims.xy));
     vec3 entry = texture(lookup, (floor(n) + 0.5) / pyr.LookupDims).rgb;
     // + 0.5: round the normalised bytes back to integers.
     int layer = int(entry.x * 255.0 + 256.0 * 255.0 * entry.y + 0.5);

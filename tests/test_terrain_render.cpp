@@ -191,6 +191,38 @@ TEST_F(TerrainRender, ConeSilhouetteFromTheSideHasItsHeight)
     EXPECT_NEAR(topRow, apexRow, 3.0);
 }
 
+TEST_F(TerrainRender, TheGridsFarEdgesKeepTheirHeights)
+{
+    // A plane falling 1 m a metre to the east, seen from below its south
+    // edge: the top of the picture is that edge, a straight line down to
+    // the east. The east and south edges must not borrow heights from the
+    // other side of their tiles.
+    tolmar_test::RasterSpec s;
+    s.path = dir + "/slope.tif";
+    s.width = s.height = 512;
+    s.geotransform = {kX0, 1, 0, kY0, 0, -1};
+    s.value = [](int, int x, int) { return 1000.0 - x; };
+    tolmar_test::write_raster(s);
+    LodRaster lod;
+    lod.height_source = record(s.path);
+    TilePyramidRenderer r;
+    ASSERT_TRUE(r.setData(lod));
+    r.set_vertical_exaggeration(1);
+    until_complete(r, {{kX0 + 256, kY0 - 1212, 0}}, {{kX0 + 256, kY0 - 512, 744}}, {{0, 0, 1}});
+    auto const pixels = gl->read_pixels();
+    std::vector<int> top;
+    for (int px = 0; px < W; ++px) {
+        int row = -1;
+        for (int py = 0; py < H && row < 0; ++py) {
+            unsigned char const* p = &pixels[(static_cast<std::size_t>(py) * W + px) * 4];
+            if (p[0] < 250 || p[1] < 250 || p[2] < 250) row = py;
+        }
+        if (row >= 0) top.push_back(row);
+    }
+    ASSERT_GT(top.size(), std::size_t(W / 4));
+    for (std::size_t i = 1; i < top.size(); ++i) EXPECT_GE(top[i], top[i - 1] - 1) << "column " << i;
+}
+
 // A reader that reads only when the test turns it, so that the test knows
 // what is resident.
 struct ManualReader {
