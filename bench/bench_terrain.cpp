@@ -80,13 +80,14 @@ bool write_data(std::string const&)
            write_geotiff(dem_path(), 1, GDT_Float32, [](int, int x, int y) { return height_at(x, y); });
 }
 
-// An oblique perspective camera, 60 degrees vertically, looking at the
-// middle of the area from the south-west at 35 degrees.
-void camera(double& distance, vec<double, 3>& eye, vec<double, 3>& target, double elevationDeg = 35)
+// A perspective camera, 60 degrees vertically, looking at the middle of the
+// area from the south-south-west; by default it sees the whole area.
+void camera(double& distance, vec<double, 3>& eye, vec<double, 3>& target, double elevationDeg = 35,
+            double distanceM = 0)
 {
     double const half = kSide * kPixel / 2;
     target = {{kX0 + half, kY0 - half, 1000}};
-    distance = half * 1.6;
+    distance = distanceM > 0 ? distanceM : half * 1.6;
     double const el = elevationDeg * M_PI / 180, az = 30 * M_PI / 180;
     eye = {{target[0] - distance * std::cos(el) * std::sin(az), target[1] - distance * std::cos(el) * std::cos(az),
             target[2] + distance * std::sin(el)}};
@@ -109,12 +110,14 @@ void BM_TileSelection(benchmark::State& state)
     r.set_z_range(0, 2000);
     double distance = 0;
     vec<double, 3> eye{}, target{};
-    camera(distance, eye, target, static_cast<double>(state.range(0)));
+    camera(distance, eye, target, static_cast<double>(state.range(0)), static_cast<double>(state.range(1)));
     // The matrices as GL would hold them, relative to the local origin.
     double const* o = r.localOrigo();
     vec<double, 3> const e{{eye[0] - o[0], eye[1] - o[1], eye[2]}}, t{{target[0] - o[0], target[1] - o[1], target[2]}};
     float rotation[16], translate[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}, modelview[16];
-    camera_lookat_orientation_matrix(e, t, vec<double, 3>{{0, 0, 1}}, rotation);
+    // Straight down, north is up on the screen.
+    vec<double, 3> const up = state.range(0) == 90 ? vec<double, 3>{{0, 1, 0}} : vec<double, 3>{{0, 0, 1}};
+    camera_lookat_orientation_matrix(e, t, up, rotation);
     for (int a = 0; a < 3; ++a) translate[12 + a] = static_cast<float>(-e[a]);
     mat44_mult_mat44(rotation, translate, modelview);
     double const n = distance * 0.01, f = distance * 4, c = 1 / std::tan(M_PI / 6);
@@ -131,7 +134,16 @@ void BM_TileSelection(benchmark::State& state)
     }
     state.counters["mesh_tiles"] = static_cast<double>(r.get_current_tiles().size());
 }
-BENCHMARK(BM_TileSelection)->ArgName("elevation")->Arg(90)->Arg(35)->Arg(5)->Unit(benchmark::kMicrosecond);
+// Elevation in degrees, distance in metres: the whole 82 km area, a
+// closer oblique view, and grazing views near the ground.
+BENCHMARK(BM_TileSelection)
+    ->ArgNames({"elevation", "distance"})
+    ->Args({35, 0})
+    ->Args({90, 5000})
+    ->Args({35, 8000})
+    ->Args({10, 3000})
+    ->Args({3, 1500})
+    ->Unit(benchmark::kMicrosecond);
 
 struct Terrain {
     std::unique_ptr<platform::HeadlessGL> gl;
