@@ -89,6 +89,7 @@ TilePyramidRenderer::~TilePyramidRenderer()
     height_pyramid.reset();
     drape_pyramid.reset();
     if (color_texture != ~0u) glDeleteTextures(1, &color_texture);
+    if (mesh_buffers[0]) glDeleteBuffers(2, mesh_buffers);
     if (program) program->release();
 }
 
