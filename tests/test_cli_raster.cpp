@@ -81,6 +81,38 @@ TEST(CliRaster, BadInputIsOneLine)
     }
 }
 
+TEST(CliRaster, TerrainDrawsAndPicksTheHeights)
+{
+    std::string const dir = fresh_dir("cli_terrain");
+    RasterSpec spec;
+    spec.path = dir + "/dem.tif";
+    spec.width = spec.height = 300;
+    spec.value = [](int, int x, int) { return 100.0 + x; }; // rises 1 m a 10 m pixel to the east
+    write_raster(spec);
+    std::ofstream(dir + "/colours.txt") << "0% 0 0 255\n100% 255 0 0\n";
+    std::string const png = dir + "/t.png";
+    auto const o = json_of(tolmar("terrain " + spec.path + " --colours " + dir + "/colours.txt --camera 0 90 "
+                                  "--size 200 150 --at 100 75 --json --png " + png));
+    EXPECT_EQ(o.GetInteger("width"), 200);
+    EXPECT_GT(o.GetInteger("tiles_uploaded"), 0);
+    ASSERT_TRUE(o.GetBool("hit"));
+    // Straight down on the middle: the DEM's height where the ray lands.
+    double const x = o.GetDouble("x");
+    EXPECT_NEAR(x, 500000 + 1500, 30);
+    EXPECT_NEAR(o.GetDouble("height"), 100 + (x - 500000) / 10 - 0.5, 0.5);
+    Png const picture = read_png(png);
+    ASSERT_EQ(picture.width, 200);
+    // West blue, east red, by the colour file.
+    EXPECT_GT(picture.at(60, 75)[2], picture.at(60, 75)[0]);
+    EXPECT_GT(picture.at(140, 75)[0], picture.at(140, 75)[2]);
+
+    auto const refused = tolmar("terrain " + spec.path + " --png " + png);
+    EXPECT_EQ(refused.status, 1);
+    auto const missing = tolmar("terrain " + dir + "/none.tif --png " + dir + "/n.png");
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_EQ(missing.err, "tolmar: " + dir + "/none.tif: no such file\n");
+}
+
 TEST(CliRaster, OtherCommandsStartWithoutGdal)
 {
     std::string const log = fresh_dir("cli_no_gdal") + "/ld.log";
