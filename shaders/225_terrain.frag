@@ -60,7 +60,7 @@ float decodeTexel(vec4 c, vec2 zrange)
 }
 
 // Finds the finest resident tile at (x, y): texture coordinate of the texel
-// inside the tile and its layer, and the world size of a texel there.
+// inside the tile and its layer number, and the world size of a texel there.
 // False outside the cell grid or where no tile has arrived (layer 65535).
 bool pyramidTexel(TexturePyramid pyr, sampler2D lookup, vec2 xy,
                   out vec2 t, out float layer_coord, out vec2 texel_size)
@@ -76,14 +76,16 @@ bool pyramidTexel(TexturePyramid pyr, sampler2D lookup, vec2 xy,
     // The grid's far edges belong to its last cells; fract() would carry
     // them over to the first texel of their tile.
     n = min(n, pyr.LookupDims - vec2(0.5 / TextureArrayDims.xy));
-    vec3 entry = texture(lookup, (floor(n) + 0.5) / pyr.LookupDims).rgb;
+    // Exact fetches: no filtering or wrapping to work out per read.
+    ivec2 cell = clamp(ivec2(floor(n)), ivec2(0), ivec2(pyr.LookupDims) - 1);
+    vec3 entry = texelFetch(lookup, cell, 0).rgb;
     int layer = int(entry.x * 255.0 + 256.0 * 255.0 * entry.y + 0.5);
     int level = int(entry.z * 255.0 + 0.5);
     if (layer >= int(TextureArrayDims.z))
         return false;
 
     float tiles = exp2(float(level));
-    layer_coord = (float(layer) + 0.5) / TextureArrayDims.z;
+    layer_coord = float(layer);
     // A texel's value stands at its centre: reads start half a texel back,
     // so that the four around the point are the ones to interpolate.
     t = fract(n / tiles) - 0.5 / TextureArrayDims.xy;
@@ -96,11 +98,15 @@ bool pyramidTexel(TexturePyramid pyr, sampler2D lookup, vec2 xy,
 void fourTexels(sampler3D array, vec2 t, float layer_coord,
                 out vec4 tl, out vec4 tr, out vec4 bl, out vec4 br)
 {
-    vec2 d = 1.0 / TextureArrayDims.xy;
-    tl = texture(array, vec3(t, layer_coord));
-    tr = texture(array, vec3(min(t + vec2(d.x, 0.0), vec2(1.0)), layer_coord));
-    bl = texture(array, vec3(min(t + vec2(0.0, d.y), vec2(1.0)), layer_coord));
-    br = texture(array, vec3(min(t + d, vec2(1.0)), layer_coord));
+    ivec2 last = ivec2(TextureArrayDims.xy) - 1;
+    ivec2 base = ivec2(floor(t * TextureArrayDims.xy));
+    ivec2 i = clamp(base, ivec2(0), last);
+    ivec2 j = clamp(base + 1, ivec2(0), last);
+    int z = int(layer_coord);
+    tl = texelFetch(array, ivec3(i.x, i.y, z), 0);
+    tr = texelFetch(array, ivec3(j.x, i.y, z), 0);
+    bl = texelFetch(array, ivec3(i.x, j.y, z), 0);
+    br = texelFetch(array, ivec3(j.x, j.y, z), 0);
 }
 
 // Position inside the texel cell, x to the right and y downward.

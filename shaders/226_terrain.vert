@@ -68,7 +68,9 @@ void fourheightsFromTexturePyramid(TexturePyramid pyr, sampler2D lookup, sampler
     // The grid's far edges belong to its last cells; fract() would carry
     // them over to the first texel of their tile.
     n = min(n, pyr.LookupDims - vec2(0.5 / TextureArrayDims.xy));
-    vec3 entry = texture(lookup, (floor(n) + 0.5) / pyr.LookupDims).rgb;
+    // Exact fetches: no filtering or wrapping to work out per read.
+    ivec2 cell = clamp(ivec2(floor(n)), ivec2(0), ivec2(pyr.LookupDims) - 1);
+    vec3 entry = texelFetch(lookup, cell, 0).rgb;
     // + 0.5: round the normalised bytes back to integers.
     int layer = int(entry.x * 255.0 + 256.0 * 255.0 * entry.y + 0.5);
     int level = int(entry.z * 255.0 + 0.5);
@@ -76,17 +78,20 @@ void fourheightsFromTexturePyramid(TexturePyramid pyr, sampler2D lookup, sampler
     if (layer >= int(TextureArrayDims.z))
         return;
 
-    float z = (float(layer) + 0.5) / TextureArrayDims.z;
     float tiles = exp2(float(level));
     // A texel's value stands at its centre: reads start half a texel back,
-    // so that the four around the point are the ones to interpolate.
+    // so that the four around the point are the ones to interpolate. They
+    // stay within the tile.
     vec2 t = fract(n / tiles) - 0.5 / TextureArrayDims.xy;
-    vec2 d = 1.0 / TextureArrayDims.xy;
+    ivec2 last = ivec2(TextureArrayDims.xy) - 1;
+    ivec2 base = ivec2(floor(t * TextureArrayDims.xy));
+    ivec2 i = clamp(base, ivec2(0), last);
+    ivec2 j = clamp(base + 1, ivec2(0), last);
 
-    tlc = decodeTexel(texture(array, vec3(t, z)), pyr.ZRange);
-    trc = decodeTexel(texture(array, vec3(min(t + vec2(d.x, 0.0), vec2(1.0)), z)), pyr.ZRange);
-    blc = decodeTexel(texture(array, vec3(min(t + vec2(0.0, d.y), vec2(1.0)), z)), pyr.ZRange);
-    brc = decodeTexel(texture(array, vec3(min(t + d, vec2(1.0)), z)), pyr.ZRange);
+    tlc = decodeTexel(texelFetch(array, ivec3(i.x, i.y, layer), 0), pyr.ZRange);
+    trc = decodeTexel(texelFetch(array, ivec3(j.x, i.y, layer), 0), pyr.ZRange);
+    blc = decodeTexel(texelFetch(array, ivec3(i.x, j.y, layer), 0), pyr.ZRange);
+    brc = decodeTexel(texelFetch(array, ivec3(j.x, j.y, layer), 0), pyr.ZRange);
     texel_size = tiles * pyr.smallTileExtent / TextureArrayDims.xy;
 }
 
