@@ -25,8 +25,8 @@ void pause_a_moment() { std::this_thread::sleep_for(std::chrono::milliseconds(1)
 int halved(int v) { return std::max(1, static_cast<int>(std::ceil(v * 0.5))); }
 
 // ceil(log(n) / log(2)) in integers: the floating-point quotient of two
-// logarithms lands a hair above a whole number for some powers of two (8
-// among them), and its ceiling would then add a level of one tile too many.
+// logarithms lands a hair above a whole number for some powers of two
+// (2^29 among them), and its ceiling would then add a level too many.
 int ceil_log2(int n)
 {
     int k = 0;

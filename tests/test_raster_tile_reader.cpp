@@ -138,7 +138,7 @@ TEST(RasterTileReader, LevelTablesHalveDownToOneTile)
         {128, 128, pairs({{1, 1}}), pairs({{128, 128}})},
         {7, 100, pairs({{1, 1}}), pairs({{7, 100}})},
         {129, 1, pairs({{2, 1}, {1, 1}}), pairs({{129, 1}, {65, 1}})},
-        // Eight tiles across: log(8) / log(2) in doubles is not a whole 3.
+        // A power of two of tiles: the last level is exactly one tile, no more.
         {1024, 128, pairs({{8, 1}, {4, 1}, {2, 1}, {1, 1}}), pairs({{1024, 128}, {512, 64}, {256, 32}, {128, 16}})},
     };
     for (auto const& c : cases) {
