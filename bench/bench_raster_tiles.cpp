@@ -57,14 +57,13 @@ bool write_raster(std::string const& path)
                                                nullptr) != CE_None)
                 return false;
         }
-        // Stored, so that opening does not compute them from every pixel.
+        // Stored in the file, so that opening does not compute them from
+        // every pixel.
         ds->GetRasterBand(1)->SetStatistics(0, 255, 127.5, 73.9);
     }
     std::string const ovr = with_overviews(path);
     std::error_code ec;
     std::filesystem::copy_file(path, ovr, std::filesystem::copy_options::overwrite_existing, ec);
-    std::filesystem::copy_file(path + ".aux.xml", ovr + ".aux.xml", std::filesystem::copy_options::overwrite_existing,
-                               ec);
     std::unique_ptr<GDALDataset> ds(GDALDataset::Open(ovr.c_str(), GDAL_OF_RASTER | GDAL_OF_UPDATE));
     if (!ds) return false;
     int factors[] = {2, 4, 8, 16, 32, 64, 128};
