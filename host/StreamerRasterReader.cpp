@@ -25,8 +25,8 @@ void pause_a_moment() { std::this_thread::sleep_for(std::chrono::milliseconds(1)
 int halved(int v) { return std::max(1, static_cast<int>(std::ceil(v * 0.5))); }
 
 // ceil(log(n) / log(2)) in integers: the floating-point quotient of two
-// logarithms lands a hair above a whole number for some powers of two (8
-// among them), and its ceiling would then add a level of one tile too many.
+// logarithms lands a hair above a whole number for some powers of two
+// (2^29 among them), and its ceiling would then add a level too many.
 int ceil_log2(int n)
 {
     int k = 0;
@@ -209,19 +209,19 @@ bool StreamerRasterReader::open_raster(RasterDatasetPtr dataset)
     box<double, 2> const extent = dataset->extent();
     Util::logf("StreamerRasterReader: Extent: %f %f %f %f\n", extent.lower[0], extent.upper[0], extent.lower[1],
                extent.upper[1]);
-    std::optional<double> const nodata = dataset->nodata(bands[0] >= 0 ? bands[0] : 0);
-    if (nodata) {
-        Util::logf("StreamerRasterReader: VT_R8 noData = %f\n", *nodata);
+    std::optional<double> const nodata_value = dataset->nodata(bands[0] >= 0 ? bands[0] : 0);
+    if (nodata_value) {
+        Util::logf("StreamerRasterReader: VT_R8 noData = %f\n", *nodata_value);
     } else {
         Util::logf("StreamerRasterReader: No noData in raster!\n");
     }
 
     int tx = (width + tile_size_ - 1) / tile_size_, ty = (height + tile_size_ - 1) / tile_size_;
     int w = width, h = height;
-    int const num_levels = ceil_log2(std::max(tx, ty)) + 1;
-    Util::logf("StreamerRasterReader: top level num tiles %dx%d(%dx%d) num_levels(%d)\n", tx, ty, w, h, num_levels);
+    int const levels = ceil_log2(std::max(tx, ty)) + 1;
+    Util::logf("StreamerRasterReader: top level num tiles %dx%d(%dx%d) num_levels(%d)\n", tx, ty, w, h, levels);
     std::vector<vec<int, 2>> dims, resolutions;
-    for (int level = 0; level < num_levels; ++level) {
+    for (int level = 0; level < levels; ++level) {
         Util::logf("StreamerRasterReader: level %d: %dx%d (%dx%d)\n", level, tx, ty, w, h);
         dims.push_back(vec<int, 2>{{tx, ty}});
         resolutions.push_back(vec<int, 2>{{w, h}});
@@ -235,8 +235,8 @@ bool StreamerRasterReader::open_raster(RasterDatasetPtr dataset)
     tile_dims_ = std::move(dims);
     pyramid_resolutions_ = std::move(resolutions);
     extent_ = extent;
-    has_nodata_ = nodata.has_value();
-    nodata_ = nodata.value_or(std::numeric_limits<double>::max());
+    has_nodata_ = nodata_value.has_value();
+    nodata_ = nodata_value.value_or(std::numeric_limits<double>::max());
     raster_ = std::move(dataset);
     geometry_known_ = true;
     return true;

@@ -63,7 +63,9 @@ public:
     explicit StreamerRasterReader(Clock clock = {}, RasterSourceOpener opener = {});
     ~StreamerRasterReader() override;
 
-    // Copies the record and asks the thread to open it.
+    // Copies the record and asks the thread to open it. The pyramid tables
+    // are those of the first raster opened: a later record must name a
+    // raster of the same size and bands.
     void start_datasource_open(RasterSourceConnectionInfo const& info);
     // Waits until the thread has opened the source (true) or failed
     // (false); false at once when no open was asked for.

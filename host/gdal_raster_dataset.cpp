@@ -271,12 +271,14 @@ bool GdalRasterDataset::read(int band, int resampled_width, int resampled_height
             return fail(why, "reading the mask of band " + std::to_string(band + 1) + " failed" + last_gdal_error());
         for (auto& v : out.valid) v = v != 0;
     }
-    // A float band may hold NaN without declaring it NoData.
-    for (std::size_t i = 0; i < count; ++i)
-        if (out.valid[i] && std::isnan(out.values[i])) {
-            out.valid[i] = 0;
-            out.masked = true;
-        }
+    // A float band may hold NaN without declaring it NoData; an integer
+    // band cannot, and is spared the pass.
+    if (GDALDataTypeIsFloating(b->GetRasterDataType()))
+        for (std::size_t i = 0; i < count; ++i)
+            if (out.valid[i] && std::isnan(out.values[i])) {
+                out.valid[i] = 0;
+                out.masked = true;
+            }
     return true;
 }
 

@@ -33,7 +33,7 @@ if [ "${1:-}" != "--no-asan" ]; then
 
   echo "== threaded tests with ThreadSanitizer" >&2
   build build-tsan -DTOLMAR_TSAN=ON -DTOLMAR_BUILD_BENCH=OFF
-  (cd build-tsan && TSAN_OPTIONS="${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1}" \
+  (cd build-tsan && TSAN_OPTIONS="${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1:suppressions=$PWD/../tests/tsan.supp}" \
      ctest -j"$JOBS" --output-on-failure -R "$THREADED")
 
   echo "== the file readers fuzzed for 20 s each" >&2
