@@ -35,8 +35,11 @@ host::RasterDatasetPtr open_by_record(RasterSourceConnectionInfo const& info, st
 std::shared_ptr<RasterSourceConnectionInfo> record(std::string const& path, vec<int, 4> bands = {{0, -1, -1, -1}})
 {
     auto ds = host::open_raster_dataset(path);
-    EXPECT_TRUE(ds) << path;
     auto info = std::make_shared<RasterSourceConnectionInfo>();
+    if (!ds) {
+        ADD_FAILURE() << path;
+        return info;
+    }
     info->set_connection_props_datasource(ds->workspace_type(), ds->connection_properties(), ds->name(), nullptr,
                                           bands);
     return info;
@@ -79,7 +82,9 @@ struct TerrainRender : ::testing::Test {
         std::string error;
         gl = platform::HeadlessGL::create(W, H, error);
         ASSERT_TRUE(gl) << error;
-        dir = tolmar_test::fresh_dir("terrain_render");
+        // A folder a test: ctest runs them side by side.
+        dir = tolmar_test::fresh_dir(std::string("terrain_") +
+                                     ::testing::UnitTest::GetInstance()->current_test_info()->name());
     }
 
     // A perspective camera, 60 degrees vertically; it draws one frame.
