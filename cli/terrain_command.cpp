@@ -7,6 +7,7 @@
 #include <GL/glew.h>
 
 #include <chrono>
+#include <cmath>
 #include <iostream>
 #include <thread>
 
@@ -77,6 +78,7 @@ struct TerrainArgs {
 void run_terrain(TerrainArgs& a)
 {
     TerrainPicture& p = a.picture;
+    if (!(std::abs(a.camera[1]) <= 90)) fail("--camera", "the elevation must lie between -90 and 90 degrees");
     p.width = a.size[0];
     p.height = a.size[1];
     p.azimuth = a.camera[0];

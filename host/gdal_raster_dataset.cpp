@@ -336,7 +336,9 @@ RasterDatasetPtr open_origin(Origin origin, std::string* why)
         fail(why, database + ": no such file or folder");
         return nullptr;
     }
-    std::string target = origin.name.empty() ? database : database + "/" + origin.name;
+    std::string target = origin.name.empty()         ? database
+                         : database.back() == '/' ? database + origin.name
+                                                  : database + "/" + origin.name;
     if (ends_with(database, ".gpkg")) {
         origin.type = WorkspaceType::LocalDatabase;
         if (origin.name.empty()) {

@@ -111,6 +111,8 @@ TEST(CliRaster, TerrainDrawsAndPicksTheHeights)
     auto const missing = tolmar("terrain " + dir + "/none.tif --png " + dir + "/n.png");
     EXPECT_EQ(missing.status, 1);
     EXPECT_EQ(missing.err, "tolmar: " + dir + "/none.tif: no such file\n");
+    auto const upside = tolmar("terrain " + spec.path + " --camera 0 100 --png " + dir + "/n.png");
+    EXPECT_EQ(upside.err, "tolmar: --camera: the elevation must lie between -90 and 90 degrees\n");
 }
 
 TEST(CliRaster, OtherCommandsStartWithoutGdal)
