@@ -128,6 +128,8 @@ void add_terrain_command(CLI::App& app)
     cmd->add_option("--exaggeration", p.request.exaggeration, "Vertical exaggeration")
         ->capture_default_str()
         ->check(CLI::PositiveNumber);
+    cmd->add_option("--view-srs", p.request.viewSrs,
+                    "The view's coordinate system (EPSG code, WKT or PROJ string); the rasters are reprojected into it");
     cmd->add_option("--at", p.at, "Also report where the ray through this pixel (x, y from the top left) meets "
                                   "the terrain")
         ->expected(2);

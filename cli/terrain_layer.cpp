@@ -34,10 +34,11 @@ namespace {
 
 // The record the readers open the dataset again by, every time they resume.
 std::shared_ptr<RasterSourceConnectionInfo> source_of(IRasterDataset const& ds, Tolmar::vec<int, 4> const& bands,
+                                                     SpatialReferencePtr const& view,
                                                      Tolmar::platform::UpdateHandle updates)
 {
     auto info = std::make_shared<RasterSourceConnectionInfo>();
-    info->set_connection_props_datasource(ds.workspace_type(), ds.connection_properties(), ds.name(), nullptr, bands);
+    info->set_connection_props_datasource(ds.workspace_type(), ds.connection_properties(), ds.name(), view, bands);
     info->window = updates;
     return info;
 }
@@ -47,6 +48,7 @@ std::shared_ptr<RasterSourceConnectionInfo> source_of(IRasterDataset const& ds, 
 std::unique_ptr<Tolmar::TilePyramidRenderer> open_terrain(TerrainRequest const& r)
 {
     install_raster_source_opener();
+    SpatialReferencePtr const view = spatial_reference_option(r.viewSrs, "--view-srs");
     RasterDatasetPtr const dem = open_raster(r.dem);
     if (dem->band_count() < 1) fail(r.dem, "holds no band of heights");
     RasterDatasetPtr const drape = r.drape.empty() ? nullptr : open_raster(r.drape);
@@ -62,8 +64,8 @@ std::unique_ptr<Tolmar::TilePyramidRenderer> open_terrain(TerrainRequest const& 
     // summit, so the top of the range keeps the ramp's last colour.
     auto& table = lod.properties.color_table;
     if (table.size() > 1) table.back() = table[table.size() - 2];
-    lod.height_source = source_of(*dem, {{0, -1, -1, -1}}, r.updates);
-    if (drape) lod.drape_source = source_of(*drape, lod.properties.bands, r.updates);
+    lod.height_source = source_of(*dem, {{0, -1, -1, -1}}, view, r.updates);
+    if (drape) lod.drape_source = source_of(*drape, lod.properties.bands, view, r.updates);
 
     auto layer = std::make_unique<Tolmar::TilePyramidRenderer>();
     if (!layer->setData(lod)) fail(drape ? r.drape : r.dem, "cannot be opened for streaming");

@@ -22,6 +22,9 @@ struct TerrainRequest {
     std::string colours; // a gdaldem colour file for a single-band colouring raster
     std::string ramp = "terrain";
     double exaggeration = 1;
+    // The view's coordinate system, into which the rasters are reprojected;
+    // empty: their own.
+    std::string viewSrs;
     // Posted by the readers after each tile; 0: none.
     Tolmar::platform::UpdateHandle updates = 0;
 };

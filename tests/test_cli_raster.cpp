@@ -106,6 +106,13 @@ TEST(CliRaster, TerrainDrawsAndPicksTheHeights)
     EXPECT_GT(picture.at(60, 75)[2], picture.at(60, 75)[0]);
     EXPECT_GT(picture.at(140, 75)[0], picture.at(140, 75)[2]);
 
+    // In another view the rasters are reprojected: the same middle lands on
+    // Web Mercator coordinates (longitude 3.0 E, latitude 54.1 N).
+    auto const mercator = json_of(tolmar("terrain " + spec.path + " --view-srs EPSG:3857 --camera 0 90 --size 200 150 "
+                                         "--at 100 75 --json --force --png " + png));
+    EXPECT_NEAR(mercator.GetDouble("x"), 3.36e5, 1e4);
+    EXPECT_NEAR(mercator.GetDouble("y"), 7.19e6, 0.05e6);
+
     auto const refused = tolmar("terrain " + spec.path + " --png " + png);
     EXPECT_EQ(refused.status, 1);
     auto const missing = tolmar("terrain " + dir + "/none.tif --png " + dir + "/n.png");

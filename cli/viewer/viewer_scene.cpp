@@ -182,6 +182,7 @@ Scene::Scene(SceneOptions const& o, Tolmar::platform::UpdateHandle wake)
         r.drape = i < o.drapes.size() ? o.drapes[i] : std::string();
         r.colours = o.terrainColours;
         r.exaggeration = o.terrainExaggeration;
+        r.viewSrs = o.viewSrs;
         r.updates = wake;
         terrains_[i].path = r.dem;
         terrains_[i].name = std::filesystem::path(r.dem).filename().string();
